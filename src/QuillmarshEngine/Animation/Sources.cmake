@@ -1,0 +1,2 @@
+# Sources of the Animation module
+list(APPEND QuillmarshEngine_SRCS)

@@ -1,0 +1,2 @@
+list(APPEND QuillmarshEngine_SRCS
+    Data/Id.cpp)

@@ -1,0 +1,2 @@
+# Sources of the Math module
+list(APPEND QuillmarshEngine_SRCS)

@@ -1,0 +1,2 @@
+# Sources of the Tools module
+list(APPEND QuillmarshEngine_SRCS)

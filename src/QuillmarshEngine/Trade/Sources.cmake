@@ -1,0 +1,2 @@
+# Sources of the Trade module
+list(APPEND QuillmarshEngine_SRCS)
