@@ -3,9 +3,12 @@
 #include <cstdint>
 #include <limits>
 #include <random>
+#include <sstream>
 
 #include <gtest/gtest.h>
 
+#include "QuillmarshEngine/Debug.h"
+#include "QuillmarshEngine/Math/Half.h"
 #include "QuillmarshEngine/Math/Packing.h"
 #include "QuillmarshEngine/Math/Vector4.h"
 #include "Printers.h"
@@ -116,6 +119,20 @@ TEST(PackingTest, packHalfAgainstReference) {
     }
     /* The sample did exercise ties */
     EXPECT_GT(ties, 1000u);
+}
+
+TEST(PackingTest, halfType) {
+    static_assert(sizeof(Half) == 2);
+    EXPECT_EQ(Half{1.0f}.data(), 0x3c00);
+    EXPECT_EQ(float(Half{std::uint16_t(0xc000)}), -2.0f);
+    EXPECT_EQ(-Half{1.0f}, Half{-1.0f});
+    /* Bitwise: the zeros differ, a NaN equals not even itself */
+    EXPECT_FALSE(Half{0.0f} == Half{-0.0f});
+    const Half nan{std::numeric_limits<float>::quiet_NaN()};
+    EXPECT_FALSE(nan == nan);
+    std::ostringstream out;
+    Debug{&out} << Half{3.14159f} << Half{65504.0f} << Half{std::numeric_limits<float>::infinity()};
+    EXPECT_EQ(out.str(), "3.141 6.55e+04 inf\n");
 }
 
 TEST(PackingTest, normalizedUnsigned) {

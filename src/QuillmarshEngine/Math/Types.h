@@ -32,6 +32,7 @@ template<class T> class Dual;
 template<class T> class DualQuaternion;
 template<std::size_t dimensions, class T> class Range;
 template<class T> class BoundingSphere;
+class Half;
 
 template<class T> using Matrix2x2 = Matrix<2, T>;
 template<class T> using Matrix3x3 = Matrix<3, T>;
@@ -97,6 +98,8 @@ typedef Math::Range1D<std::uint32_t> Range1Dui;
 typedef Math::Range1D<std::uint16_t> Range1Dus;
 
 typedef Math::BoundingSphere<float> BoundingSphere;
+
+typedef Math::Half Half;
 
 }
 
