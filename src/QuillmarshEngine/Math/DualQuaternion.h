@@ -200,6 +200,9 @@ template<class T> DualQuaternion<T> DualQuaternion<T>::fromMatrix(const Matrix4<
     return {rotation, Quaternion<T>{matrix.translation()/T(2), T(0)}*rotation};
 }
 
+static_assert(sizeof(DualQuaternion<float>) == 32 && std::is_standard_layout_v<DualQuaternion<float>>,
+    "Math::DualQuaternion: the layout is stored in columns and files");
+
 /** @brief Prints `DualQuaternion({{x, y, z}, w}, {{x, y, z}, w})`; instantiated for float and double */
 template<class T> QUILLMARSH_EXPORT Debug& operator<<(Debug& debug, const DualQuaternion<T>& value);
 

@@ -321,6 +321,8 @@ template<class T> Quaternion<T> slerpShortestPath(const Quaternion<T>& normalize
     return (T(std::sin((T(1) - t)*halfAngle))*a + T(std::sin(t*halfAngle))*normalizedB)/T(std::sin(halfAngle));
 }
 
+static_assert(sizeof(Quaternion<float>) == 16, "Math::Quaternion: the layout is stored in columns and files");
+
 /** @brief Prints `Quaternion({x, y, z}, w)`; instantiated for float and double */
 template<class T> QUILLMARSH_EXPORT Debug& operator<<(Debug& debug, const Quaternion<T>& value);
 
