@@ -142,6 +142,40 @@ TEST(DualQuaternionTest, conjugatesAndLength) {
     EXPECT_EQ((a/b)*b, a);
 }
 
+TEST(DualQuaternionTest, screwInterpolation) {
+    const float pi = Math::Constants<float>::pi();
+    /* Half a screw: half the rotation and half the advance along the axis */
+    const DualQuaternion screw = DualQuaternion::fromTranslation({0.0f, 0.0f, 4.0f})*DualQuaternion::rotation(pi/2.0f, Vector3::zAxis());
+    EXPECT_EQ(Math::sclerp(DualQuaternion{}, screw, 0.5f),
+        DualQuaternion::fromTranslation({0.0f, 0.0f, 2.0f})*DualQuaternion::rotation(pi/4.0f, Vector3::zAxis()));
+    /* A rotation around an axis through (1, 0, 0): the point on the axis stays, the origin moves
+       along the arc, not along the chord */
+    const DualQuaternion aroundPoint = DualQuaternion::fromTranslation({1.0f, 0.0f, 0.0f})*
+        DualQuaternion::rotation(pi, Vector3::zAxis())*DualQuaternion::fromTranslation({-1.0f, 0.0f, 0.0f});
+    const DualQuaternion half = Math::sclerp(DualQuaternion{}, aroundPoint, 0.5f);
+    EXPECT_EQ(half.transformPointNormalized({1.0f, 0.0f, 0.0f}), (Vector3{1.0f, 0.0f, 0.0f}));
+    EXPECT_EQ(half.transformPointNormalized({}), (Vector3{1.0f, -1.0f, 0.0f}));
+
+    std::mt19937 rng{31};
+    for(int i = 0; i != 50; ++i) {
+        const DualQuaternion a = randomRigid(rng).dualQuaternion();
+        DualQuaternion b = randomRigid(rng).dualQuaternion();
+        if(Math::dot(a.real(), b.real()) < 0.0f) b = -b;
+        EXPECT_EQ(Math::sclerp(a, b, 0.0f), a) << i;
+        EXPECT_EQ(Math::sclerp(a, b, 1.0f), b) << i;
+        /* The rotation follows slerp */
+        const DualQuaternion c = Math::sclerp(a, b, 0.3f);
+        EXPECT_TRUE(c.isNormalized());
+        EXPECT_EQ(c.real(), Math::slerp(a.real(), b.real(), 0.3f)) << i;
+        /* B and -B are the same transformation; the shortest path does not care which is given */
+        EXPECT_EQ(Math::sclerpShortestPath(a, -b, 0.3f), c) << i;
+    }
+    /* Parallel rotations: the translation is interpolated linearly */
+    const DualQuaternion r = DualQuaternion::rotation(0.7f, Vector3::yAxis());
+    EXPECT_EQ(Math::sclerp(DualQuaternion::fromTranslation({2.0f, 0.0f, 0.0f})*r, DualQuaternion::fromTranslation({4.0f, 2.0f, 0.0f})*r, 0.25f),
+        DualQuaternion::fromTranslation({2.5f, 0.5f, 0.0f})*r);
+}
+
 TEST(DualQuaternionTest, debugOutput) {
     std::ostringstream out;
     Debug{&out} << DualQuaternion{{{1.0f, 2.0f, 3.0f}, 4.0f}, {{0.5f, -6.0f, 7.0f}, 8.0f}};
