@@ -122,7 +122,9 @@ TEST(PackingTest, packHalfAgainstReference) {
 }
 
 TEST(PackingTest, halfType) {
-    static_assert(sizeof(Half) == 2);
+    static_assert(sizeof(Half) == 2 && sizeof(Vector3h) == 6);
+    const Vector3h halves{Half{1.0f}, Half{-2.0f}, Half{0.5f}};
+    EXPECT_EQ(halves[1].data(), Math::packHalf(-2.0f));
     EXPECT_EQ(Half{1.0f}.data(), 0x3c00);
     EXPECT_EQ(float(Half{std::uint16_t(0xc000)}), -2.0f);
     EXPECT_EQ(-Half{1.0f}, Half{-1.0f});

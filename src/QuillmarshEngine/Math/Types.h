@@ -8,7 +8,8 @@
  * short names in @ref QuillmarshEngine (`Vector3` = `Math::Vector3<float>`, `Vector3i` =
  * `Math::Vector3<std::int32_t>`, `Vector2ui`, `Vector4us`, `Matrix4`, `Quaternion`,
  * `DualQuaternion`, `Color4`, `Range1Dus`, ...). Suffixes: none = float, `d` = double, `i` = 32-bit
- * signed, `ui` = 32-bit unsigned, `s` / `us` = 16-bit, `b` / `ub` = 8-bit.
+ * signed, `ui` = 32-bit unsigned, `s` / `us` = 16-bit, `b` / `ub` = 8-bit, `h` = @ref Math::Half
+ * (storage only: `Vector3h` holds three halves, convert with @ref Math::packHalf()).
  */
 
 #include <cstddef>
@@ -100,6 +101,9 @@ typedef Math::Range1D<std::uint16_t> Range1Dus;
 typedef Math::BoundingSphere<float> BoundingSphere;
 
 typedef Math::Half Half;
+typedef Math::Vector<2, Math::Half> Vector2h;
+typedef Math::Vector<3, Math::Half> Vector3h;
+typedef Math::Vector<4, Math::Half> Vector4h;
 
 }
 
