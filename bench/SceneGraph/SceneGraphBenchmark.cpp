@@ -18,7 +18,9 @@
 #include <glm/glm.hpp>
 #include <glm/gtc/quaternion.hpp>
 
+#include "QuillmarshEngine/Debug.h"
 #include "QuillmarshEngine/Data/Implementation/TransformSweep.h"
+#include "QuillmarshEngine/Data/SceneGraph.h"
 #include "QuillmarshEngine/Math/DualQuaternion.h"
 #include "QuillmarshEngine/Math/Vector3.h"
 
@@ -297,6 +299,27 @@ void kernelUpdate(KernelScene& s, Sweep sweep = Data::Implementation::sweepTrans
 
 /* ---------------------------------------------------------------------------------------------- */
 
+/* The library's scene graph holding the tree: added parent by parent in pre-order with
+   addObjectUnsafe(), which appends, so the indices equal the flat loop's */
+std::unique_ptr<Data::SceneGraph> makeGraph(const Tree& tree, const std::vector<std::uint32_t>& order, const std::uint32_t spare = 0) {
+    const std::uint32_t count = std::uint32_t(order.size());
+    std::vector<std::uint32_t> newIndex(count);
+    for(std::uint32_t i = 0; i != count; ++i) newIndex[order[i]] = i;
+    /* The scene graph reports its block size on construction; keep the benchmark output clean */
+    Debug silence{nullptr};
+    auto graph = std::make_unique<Data::SceneGraph>(Data::SceneGraph::IndexType(count + spare), 0, 0);
+    for(std::uint32_t i = 1; i != count; ++i) {
+        const std::uint32_t o = order[i];
+        graph->addObjectUnsafe(Data::SceneGraph::IndexType(newIndex[tree.parents[o]]));
+        const Dq local = dualFrom(&tree.rotations[4*o], &tree.positions[3*o]);
+        DualQuaternion transformation;
+        std::memcpy(static_cast<void*>(&transformation), &local, sizeof(Dq));
+        graph->setLocalTransformation(Data::SceneGraph::IndexType(i), transformation);
+        graph->setLocalScaling(Data::SceneGraph::IndexType(i), Vector3{tree.scalings[3*o + 0], tree.scalings[3*o + 1], tree.scalings[3*o + 2]});
+    }
+    return graph;
+}
+
 const Tree& tree(bool scaled) {
     static const Tree unitTree = makeTree(TreeSize, false);
     static const Tree scaledTree = makeTree(TreeSize, true);
@@ -349,6 +372,77 @@ void LibraryKernelSse2(benchmark::State& state) {
     perObject(state, TreeSize);
 }
 
+/* The library: mark the whole scene dirty from the root, compute */
+void SceneGraphCompute(benchmark::State& state) {
+    const bool scaled = state.range(0);
+    const std::unique_ptr<Data::SceneGraph> graph = makeGraph(tree(scaled), order(scaled));
+    for(auto _: state) {
+        graph->setDirty(0);
+        graph->computeAbsoluteTransformations();
+        benchmark::ClobberMemory();
+    }
+    perObject(state, TreeSize);
+}
+
+/* Hierarchy edits at a given scene size: a random tree of that many objects with 256 spare
+   slots, edited at random places */
+constexpr std::uint32_t EditSpare = 256;
+
+std::unique_ptr<Data::SceneGraph> makeEditGraph(const std::uint32_t count) {
+    const Tree t = makeTree(count, false);
+    return makeGraph(t, preOrder(t), EditSpare);
+}
+
+void SceneGraphAddObject(benchmark::State& state) {
+    const std::unique_ptr<Data::SceneGraph> graph = makeEditGraph(std::uint32_t(state.range(0)));
+    std::mt19937 rng{5};
+    std::vector<Data::Id> added;
+    added.reserve(EditSpare);
+    for(auto _: state) {
+        if(added.size() == EditSpare) {
+            /* Back to the starting size, children before their parents */
+            state.PauseTiming();
+            for(auto it = added.rbegin(); it != added.rend(); ++it) graph->deleteObjects(*it);
+            added.clear();
+            state.ResumeTiming();
+        }
+        added.push_back(graph->addObject(graph->idOf(Data::SceneGraph::IndexType(rng() % graph->size()))));
+    }
+}
+
+void SceneGraphReparent(benchmark::State& state) {
+    const std::unique_ptr<Data::SceneGraph> graph = makeEditGraph(std::uint32_t(state.range(0)));
+    std::mt19937 rng{6};
+    for(auto _: state) {
+        /* A random object under a random new parent outside its own subtree */
+        Data::SceneGraph::IndexType object, parent;
+        do {
+            object = Data::SceneGraph::IndexType(1 + rng() % (graph->size() - 1));
+            parent = Data::SceneGraph::IndexType(rng() % graph->size());
+        } while(parent >= object && parent <= object + graph->descendantsCount(object));
+        benchmark::DoNotOptimize(graph->reparent(graph->idOf(object), graph->idOf(parent)));
+    }
+}
+
+void SceneGraphDeleteObjects(benchmark::State& state) {
+    const std::unique_ptr<Data::SceneGraph> graph = makeEditGraph(std::uint32_t(state.range(0)));
+    std::mt19937 rng{7};
+    std::vector<Data::Id> added;
+    added.reserve(EditSpare);
+    for(auto _: state) {
+        if(added.empty()) {
+            /* Objects to delete, added under random parents */
+            state.PauseTiming();
+            for(std::uint32_t i = 0; i != EditSpare; ++i)
+                added.push_back(graph->addObject(graph->idOf(Data::SceneGraph::IndexType(rng() % graph->size()))));
+            state.ResumeTiming();
+        }
+        /* Latest first, so that children go before their parents */
+        graph->deleteObjects(added.back());
+        added.pop_back();
+    }
+}
+
 void NaiveMatrixTree(benchmark::State& state) {
     NaiveScene s = makeNaive(tree(false));
     for(auto _: state) {
@@ -370,11 +464,16 @@ void OgreSceneNodes(benchmark::State& state) {
 
 }
 
+BENCHMARK(SceneGraphCompute)->Arg(0)->Arg(1)->Unit(benchmark::kMicrosecond);
 BENCHMARK(FlatLoop)->Arg(0)->Arg(1)->Unit(benchmark::kMicrosecond);
 BENCHMARK(LibraryKernel)->Arg(0)->Arg(1)->Unit(benchmark::kMicrosecond);
 BENCHMARK(LibraryKernelSse2)->Arg(0)->Arg(1)->Unit(benchmark::kMicrosecond);
 BENCHMARK(NaiveMatrixTree)->Unit(benchmark::kMicrosecond);
 BENCHMARK(OgreSceneNodes)->Unit(benchmark::kMicrosecond);
+/* 1k and 65k objects; the larger leaves room for the 256 spare slots within 65535 */
+BENCHMARK(SceneGraphAddObject)->Arg(1024)->Arg(65535 - EditSpare)->Unit(benchmark::kMicrosecond);
+BENCHMARK(SceneGraphReparent)->Arg(1024)->Arg(65535 - EditSpare)->Unit(benchmark::kMicrosecond);
+BENCHMARK(SceneGraphDeleteObjects)->Arg(1024)->Arg(65535 - EditSpare)->Unit(benchmark::kMicrosecond);
 
 namespace {
 
@@ -386,11 +485,12 @@ class RatioReporter: public benchmark::ConsoleReporter {
                 if(run.run_type != Run::RT_Iteration || run.error_occurred) continue;
                 auto found = run.counters.find("ns/object");
                 if(found != run.counters.end()) nsPerObject[run.benchmark_name()] = found->second.value*1.0e9;
+                if(run.iterations) nsPerIteration[run.benchmark_name()] = run.cpu_accumulated_time*1.0e9/double(run.iterations);
             }
             ConsoleReporter::ReportRuns(runs);
         }
 
-        std::map<std::string, double> nsPerObject;
+        std::map<std::string, double> nsPerObject, nsPerIteration;
 };
 
 /* Every contender has to compute the same world positions, else the comparison means nothing */
@@ -405,19 +505,24 @@ bool contendersAgree() {
     naiveUpdate(*naive.nodes[0], glm::mat4{1.0f});
     OgreTree ogre{TreeSize, t.parents.data(), t.positions.data(), t.rotations.data(), t.scalings.data()};
     ogre.update();
+    const std::unique_ptr<Data::SceneGraph> graph = makeGraph(t, o);
+    graph->setDirty(0);
+    graph->computeAbsoluteTransformations();
 
     bool agree = true;
     for(std::uint32_t i = 0; i < TreeSize; i += 997) {
         const std::uint32_t original = o[i];
-        float a[3], b[3], c[3];
+        float a[3], b[3], c[3], e[3];
         dualTranslation(flat.world[i], a);
         dualTranslation(reinterpret_cast<const Dq&>(kernel.world[i]), b);
+        const Vector3 g = graph->worldTransformation(Data::SceneGraph::IndexType(i)).translation();
+        for(int k = 0; k != 3; ++k) e[k] = g[k];
         ogre.worldPosition(original, c);
         const glm::vec4& d = naive.nodes[original]->world[3];
         for(int k = 0; k != 3; ++k) {
             const float tolerance = 1.0e-3f*(1.0f + std::abs(a[k]));
-            if(std::abs(a[k] - b[k]) > tolerance || std::abs(a[k] - c[k]) > tolerance || std::abs(a[k] - d[k]) > tolerance) {
-                std::printf("object %u disagrees: flat %g, library %g, Ogre %g, naive %g\n", original, a[k], b[k], c[k], d[k]);
+            if(std::abs(a[k] - b[k]) > tolerance || std::abs(a[k] - c[k]) > tolerance || std::abs(a[k] - d[k]) > tolerance || std::abs(a[k] - e[k]) > tolerance) {
+                std::printf("object %u disagrees: flat %g, kernel %g, scene graph %g, Ogre %g, naive %g\n", original, a[k], b[k], e[k], c[k], d[k]);
                 agree = false;
             }
         }
@@ -439,20 +544,33 @@ int main(int argc, char** argv) {
         auto found = reporter.nsPerObject.find(name);
         return found == reporter.nsPerObject.end() ? 0.0 : found->second;
     };
-    const double library = get("LibraryKernel/0"), flat = get("FlatLoop/0");
+    const double library = get("SceneGraphCompute/0"), flat = get("FlatLoop/0");
     const double naive = get("NaiveMatrixTree"), ogre = get("OgreSceneNodes");
-    std::printf("\nWorld transforms of %u objects, ns per object: library %.2f, flat loop %.2f, naive %.2f, Ogre %.2f\n",
+    /* CPU time throughout: on a shared machine the wall clock also counts time spent descheduled */
+    std::printf("\ncomputeAbsoluteTransformations() on %u objects, all dirty, CPU ns per object: library %.2f, flat loop %.2f, naive %.2f, Ogre %.2f\n",
         TreeSize, library, flat, naive, ogre);
     if(library > 0.0) {
         if(flat > 0.0) std::printf("  library / flat loop: %.3fx (target <= 1.15x)\n", library/flat);
         if(ogre > 0.0) std::printf("  Ogre / library:      %.2fx faster (target >= 8x)\n", ogre/library);
         if(naive > 0.0) std::printf("  naive / library:     %.2fx faster (target >= 1.6x)\n", naive/library);
     }
-    const double sse2 = get("LibraryKernelSse2/0");
-    if(sse2 > 0.0 && flat > 0.0)
-        std::printf("  SSE2 variant alone: %.2f ns per object, %.3fx the flat loop\n", sse2, sse2/flat);
-    const double libraryScaled = get("LibraryKernel/1"), flatScaled = get("FlatLoop/1");
+    const double kernel = get("LibraryKernel/0"), sse2 = get("LibraryKernelSse2/0");
+    if(kernel > 0.0 && sse2 > 0.0 && flat > 0.0)
+        std::printf("  sweep kernel on raw columns: dispatched %.2f ns (%.3fx the flat loop), SSE2 alone %.2f ns (%.3fx)\n",
+            kernel, kernel/flat, sse2, sse2/flat);
+    const double libraryScaled = get("SceneGraphCompute/1"), flatScaled = get("FlatLoop/1");
     if(libraryScaled > 0.0 && flatScaled > 0.0)
-        std::printf("  with non-uniform scalings: library %.2f, flat loop %.2f, ratio %.3fx\n",
+        std::printf("  with non-uniform scalings on a third of the objects: library %.2f, flat loop %.2f, ratio %.3fx\n",
             libraryScaled, flatScaled, libraryScaled/flatScaled);
+
+    const auto edit = [&](const char* name, const char* label) {
+        const auto small = reporter.nsPerIteration.find(std::string{name} + "/1024");
+        const auto large = reporter.nsPerIteration.find(std::string{name} + "/" + std::to_string(65535 - EditSpare));
+        if(small == reporter.nsPerIteration.end() || large == reporter.nsPerIteration.end()) return;
+        std::printf("  %-15s %8.2f us at 1k objects, %8.2f us at 65k objects\n", label, small->second/1000.0, large->second/1000.0);
+    };
+    std::printf("\nHierarchy edits, CPU time per call:\n");
+    edit("SceneGraphAddObject", "addObject()");
+    edit("SceneGraphReparent", "reparent()");
+    edit("SceneGraphDeleteObjects", "deleteObjects()");
 }
