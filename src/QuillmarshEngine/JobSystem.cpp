@@ -28,13 +28,51 @@ thread_local int JobDepth = 0;
    repeating job cannot starve the ones behind it */
 thread_local int RepeatSlot = -1;
 
+/* The ring lock. It is only ever held for a scan and some bookkeeping, so a contended lock spins
+   briefly before it sleeps on a futex (through std::atomic::wait); with workers, the main thread
+   and dispatching threads sharing few cores, sleeping at once costs far more than the wait */
+class RingMutex {
+    public:
+        void lock() {
+            for(int i = 0; i != SpinCount; ++i) {
+                int expected = 0;
+                if(_state.load(std::memory_order_relaxed) == 0 &&
+                   _state.compare_exchange_weak(expected, 1, std::memory_order_acquire, std::memory_order_relaxed))
+                    return;
+                pause();
+            }
+            /* 2 means locked with possible sleepers, so that unlock() knows to wake one */
+            while(_state.exchange(2, std::memory_order_acquire) != 0)
+                _state.wait(2, std::memory_order_relaxed);
+        }
+
+        void unlock() {
+            if(_state.exchange(0, std::memory_order_release) == 2)
+                _state.notify_one();
+        }
+
+        static void pause() {
+            #if defined(__x86_64__) || defined(__i386__)
+            __builtin_ia32_pause();
+            #endif
+        }
+
+    private:
+        static constexpr int SpinCount = 128;
+
+        std::atomic<int> _state{0};
+};
+
+/* Checks of the queue an idle worker makes before it goes to sleep */
+constexpr int IdleSpinCount = 2048;
+
 }
 
 struct JobSystem::State {
     std::vector<std::thread> threads;
     std::condition_variable condition;
     std::mutex waitMutex;
-    std::mutex jobsMutex;
+    RingMutex jobsMutex;
     std::atomic<bool> running{true};
     std::atomic<std::int32_t> runningJobs{0};
     std::atomic<std::int32_t> queuedMainJobs{0};
@@ -46,24 +84,30 @@ struct JobSystem::State {
     std::atomic<std::int32_t> activeJobs{0};
     /* Copy of JobSystem::_count for the check update() makes without the lock */
     std::atomic<std::int32_t> count{0};
-    /* Workers inside condition.wait(), so that a dispatch nobody needs to hear about skips the
-       wake-up. A worker increments it before it checks queuedJobs and a dispatcher reads it after
-       incrementing queuedJobs (both sequentially consistent), so one of them always sees the
-       other. */
+    /* Workers going to sleep or asleep, so that a dispatch nobody needs to hear about skips the
+       wake-up. A worker raises it with the ring lock held, after it saw queuedJobs at zero in the
+       same critical section; a dispatcher reads it in the critical section that raises
+       queuedJobs. Whichever comes second sees the other. */
     std::atomic<std::int32_t> sleepers{0};
     int threadCount = 0;
 };
 
 namespace {
 
-void wakeOne(std::atomic<std::int32_t>& sleepers, std::mutex& waitMutex, std::condition_variable& condition) {
-    if(sleepers.load() == 0) return;
-    /* Taking the mutex orders this wake-up after the sleeper's predicate check: a worker that
-       checked queuedJobs but has not started waiting still holds the mutex */
+/* The counters are only changed with the ring lock held, so a plain load and a releasing store
+   suffice there; readers without the lock acquire */
+inline void add(std::atomic<std::int32_t>& counter, const std::int32_t delta) {
+    counter.store(counter.load(std::memory_order_relaxed) + delta, std::memory_order_release);
+}
+
+/* Called after raising queuedJobs with the ring lock held, or after releasing it, when a worker
+   was seen asleep in that critical section. Taking waitMutex orders the wake-up after the
+   sleeper's predicate check: a worker that checked queuedJobs but has not started waiting still
+   holds the mutex. */
+void wake(std::mutex& waitMutex, std::condition_variable& condition) {
     { std::lock_guard<std::mutex> lock{waitMutex}; }
     condition.notify_one();
 }
-
 }
 
 Debug& operator<<(Debug& debug, JobFlag value) {
@@ -131,7 +175,7 @@ void JobSystem::threadRun(const int id) {
     WorkerId = id;
     setCurrentThreadName("Worker " + std::to_string(id));
     LoggingScope scope;
-    while(_state->running.load()) step(id, false, true);
+    while(_state->running.load()) step(id, false, true, true);
 }
 
 int JobSystem::addJob() {
@@ -159,7 +203,7 @@ bool JobSystem::isIndexValidUnsafe(const int id) const {
 }
 
 bool JobSystem::isIndexValid(const int id) const {
-    std::lock_guard<std::mutex> lock{_state->jobsMutex};
+    std::lock_guard<RingMutex> lock{_state->jobsMutex};
     return isIndexValidUnsafe(id);
 }
 
@@ -169,13 +213,15 @@ int JobSystem::dispatchFunc(Job&& job, const std::span<const int> dependencies, 
     const bool main = bool(flags & JobFlag::MainThread);
 
     int id;
+    bool sleeping;
     {
-        std::lock_guard<std::mutex> lock{s.jobsMutex};
+        std::lock_guard<RingMutex> lock{s.jobsMutex};
         id = addJob();
         if(id == -1) return -1;
 
-        (main ? s.queuedMainJobs : s.queuedJobs).fetch_add(1);
-        s.activeJobs.fetch_add(1);
+        add(main ? s.queuedMainJobs : s.queuedJobs, 1);
+        add(s.activeJobs, 1);
+        sleeping = !main && s.sleepers.load(std::memory_order_relaxed) > 0;
         _functions[id] = std::move(job);
         _flags[id] = flags;
 
@@ -191,7 +237,7 @@ int JobSystem::dispatchFunc(Job&& job, const std::span<const int> dependencies, 
         }
     }
 
-    if(!main) wakeOne(s.sleepers, s.waitMutex, s.condition);
+    if(sleeping) wake(s.waitMutex, s.condition);
     return id;
 }
 
@@ -242,10 +288,10 @@ int JobSystem::acquireJob(const int worker, const bool mainOnly) {
     return -1;
 }
 
-bool JobSystem::step(const int worker, const bool mainOnly, const bool mayBlock) {
+bool JobSystem::step(const int worker, const bool mainOnly, const bool mayBlock, const bool chain) {
     State& s = *_state;
-    std::unique_lock<std::mutex> lock{s.jobsMutex};
-    const int id = acquireJob(worker, mainOnly);
+    std::unique_lock<RingMutex> lock{s.jobsMutex};
+    int id = acquireJob(worker, mainOnly);
 
     if(id == -1) {
         if(worker == 0 || !mayBlock) return false;
@@ -255,21 +301,40 @@ bool JobSystem::step(const int worker, const bool mainOnly, const bool mayBlock)
             std::this_thread::yield();
             return false;
         }
+        /* Nothing queued. A host dispatching a stream of jobs keeps the queue short, so stay
+           awake briefly: a dispatch that finds every worker asleep pays for a futex wake-up */
+        lock.unlock();
+        for(int i = 0; i != IdleSpinCount && s.queuedJobs.load(std::memory_order_relaxed) <= 0 && s.running.load(std::memory_order_relaxed); ++i) {
+            if(i < IdleSpinCount/2) RingMutex::pause();
+            else std::this_thread::yield();
+        }
+        lock.lock();
+        if(s.queuedJobs.load(std::memory_order_relaxed) > 0) return false;
+        s.sleepers.fetch_add(1);
         /* Lock order: jobsMutex, then waitMutex */
         std::unique_lock<std::mutex> waitLock{s.waitMutex};
         lock.unlock();
-        s.sleepers.fetch_add(1);
         while(s.running.load() && s.queuedJobs.load() <= 0)
             s.condition.wait(waitLock);
         s.sleepers.fetch_sub(1);
         return false;
     }
 
+    /* A worker thread goes on with the next acceptable job without releasing the lock in
+       between, which saves one lock round trip per job */
+    do run(id);
+    while(chain && s.running.load(std::memory_order_relaxed) && (id = acquireJob(worker, mainOnly)) != -1);
+    return true;
+}
+
+void JobSystem::run(const int id) {
+    State& s = *_state;
+    RingMutex& lock = s.jobsMutex;
     const bool main = bool(_flags[id] & JobFlag::MainThread);
     std::atomic<std::int32_t>& queued = main ? s.queuedMainJobs : s.queuedJobs;
     /* Counted as running before it stops being counted as queued */
-    s.runningJobs.fetch_add(1);
-    queued.fetch_sub(1);
+    add(s.runningJobs, 1);
+    add(queued, -1);
     lock.unlock();
 
     /* A running slot's callable is touched by nobody else: dispatch only reuses retired slots
@@ -284,39 +349,44 @@ bool JobSystem::step(const int worker, const bool mainOnly, const bool mayBlock)
 
     /* A repeating job cancelled meanwhile is destroyed after the lock is released */
     Job cancelledRepeat;
-    bool wake = false;
     lock.lock();
     const JobFlags flags = _flags[id];
     if(result == JobResult::Repeat && !(flags & JobFlag::Cancelled)) {
         _flags[id] = flags & ~JobFlags{JobFlag::Running};
-        queued.fetch_add(1);
-        s.runningJobs.fetch_sub(1);
+        add(queued, 1);
+        add(s.runningJobs, -1);
         RepeatSlot = id;
-        wake = !main;
+        /* Lock order: jobsMutex, then waitMutex */
+        if(!main && s.sleepers.load(std::memory_order_relaxed) > 0) wake(s.waitMutex, s.condition);
     } else {
-        if(result == JobResult::Repeat) cancelledRepeat = std::move(_functions[id]);
+        if(result == JobResult::Repeat) {
+            cancelledRepeat = std::move(_functions[id]);
+            lock.unlock();
+            cancelledRepeat.reset();
+            lock.lock();
+        }
         JobFlags finished = (flags & ~JobFlags{JobFlag::Running})|JobFlag::Finished;
         if(result == JobResult::Succeeded && !(flags & JobFlag::Cancelled))
             finished |= JobFlag::Succeeded;
         _flags[id] = finished;
-        s.runningJobs.fetch_sub(1);
-        s.activeJobs.fetch_sub(1);
+        add(s.runningJobs, -1);
+        add(s.activeJobs, -1);
     }
-    lock.unlock();
-
-    if(wake) wakeOne(s.sleepers, s.waitMutex, s.condition);
-    return true;
 }
 
 bool JobSystem::threadStep(const int worker, const bool mainOnly) {
-    return step(worker, mainOnly, true);
+    return step(worker, mainOnly, true, false);
 }
 
 void JobSystem::compact() {
     State& s = *_state;
     if(s.count.load(std::memory_order_relaxed) <= RetainedTail - 1) return;
 
-    std::lock_guard<std::mutex> lock{s.jobsMutex};
+    std::lock_guard<RingMutex> lock{s.jobsMutex};
+    compactLocked();
+}
+
+void JobSystem::compactLocked() {
     if(_count <= RetainedTail) return;
 
     const int max = _count - RetainedTail;
@@ -349,9 +419,13 @@ void JobSystem::compact() {
 }
 
 bool JobSystem::update(const bool mainOnly) {
-    const bool ran = step(0, mainOnly, false);
-    compact();
-    return ran;
+    State& s = *_state;
+    std::unique_lock<RingMutex> lock{s.jobsMutex};
+    const int id = acquireJob(0, mainOnly);
+    if(id != -1) run(id);
+    /* Compaction follows in the same critical section instead of taking the lock again */
+    compactLocked();
+    return id != -1;
 }
 
 void JobSystem::cancelUnsafe(const int id) {
@@ -362,8 +436,8 @@ void JobSystem::cancelUnsafe(const int id) {
     flags |= JobFlag::Cancelled;
     if(!(flags & JobFlag::Running)) {
         State& s = *_state;
-        (flags & JobFlag::MainThread ? s.queuedMainJobs : s.queuedJobs).fetch_sub(1);
-        s.activeJobs.fetch_sub(1);
+        add(flags & JobFlag::MainThread ? s.queuedMainJobs : s.queuedJobs, -1);
+        add(s.activeJobs, -1);
         flags |= JobFlag::Finished;
         freeJob(id);
     }
@@ -371,12 +445,12 @@ void JobSystem::cancelUnsafe(const int id) {
 }
 
 void JobSystem::cancel(const int id) {
-    std::lock_guard<std::mutex> lock{_state->jobsMutex};
+    std::lock_guard<RingMutex> lock{_state->jobsMutex};
     cancelUnsafe(id);
 }
 
 void JobSystem::cancelAll() {
-    std::lock_guard<std::mutex> lock{_state->jobsMutex};
+    std::lock_guard<RingMutex> lock{_state->jobsMutex};
     const int own = JobId;
     for(int offset = 0; offset != _count; ++offset) {
         const int id = (_head + offset) & RingMask;
@@ -397,7 +471,7 @@ bool JobSystem::pump() {
        wake it) and must not take main-thread jobs */
     const int worker = WorkerId;
     if(worker == 0) return update(false);
-    const bool ran = step(worker, false, false);
+    const bool ran = step(worker, false, false, false);
     compact();
     return ran;
 }
@@ -410,7 +484,7 @@ void JobSystem::waitForIdle() {
 }
 
 JobFlags JobSystem::readFlags(const int id) const {
-    std::lock_guard<std::mutex> lock{_state->jobsMutex};
+    std::lock_guard<RingMutex> lock{_state->jobsMutex};
     return _flags[id];
 }
 

@@ -267,8 +267,12 @@ class QUILLMARSH_EXPORT JobSystem {
         }
 
         void threadRun(int id);
-        bool step(int worker, bool mainOnly, bool mayBlock);
+        /* One step; with chain set, goes on with further jobs while any is acceptable */
+        bool step(int worker, bool mainOnly, bool mayBlock, bool chain);
+        /* Runs an acquired job; expects the ring lock held and returns with it held */
+        void run(int id);
         void compact();
+        void compactLocked();
         bool pump();
         int addJob();
         void popJobs(int n);
