@@ -34,12 +34,15 @@ thread_local int RepeatSlot = -1;
 class RingMutex {
     public:
         void lock() {
-            for(int i = 0; i != SpinCount; ++i) {
+            for(int i = 0; i != SpinCount + YieldCount; ++i) {
                 int expected = 0;
                 if(_state.load(std::memory_order_relaxed) == 0 &&
                    _state.compare_exchange_weak(expected, 1, std::memory_order_acquire, std::memory_order_relaxed))
                     return;
-                pause();
+                /* With more threads than cores the holder may have been preempted: give it the
+                   core before sleeping */
+                if(i < SpinCount) pause();
+                else std::this_thread::yield();
             }
             /* 2 means locked with possible sleepers, so that unlock() knows to wake one */
             while(_state.exchange(2, std::memory_order_acquire) != 0)
@@ -58,7 +61,8 @@ class RingMutex {
         }
 
     private:
-        static constexpr int SpinCount = 128;
+        static constexpr int SpinCount = 64;
+        static constexpr int YieldCount = 16;
 
         std::atomic<int> _state{0};
 };
@@ -246,9 +250,9 @@ int JobSystem::acquireJob(const int worker, const bool mainOnly) {
         (worker != 0 || mainOnly ? JobFlags{JobFlag::MainThread} : JobFlags{});
     const JobFlags expected = worker == 0 && mainOnly ? JobFlags{JobFlag::MainThread} : JobFlags{};
 
-    /* Finished entries stay finished until retired, so the finished run at the head is skipped
-       for good instead of being walked by every scan */
-    while(_scanStart < _count && (_flags[(_head + _scanStart) & RingMask] & JobFlag::Finished))
+    /* No scan takes a finished or running entry, so the run of them at the head is skipped for
+       good instead of being walked by every scan; only a Repeat puts an entry back before it */
+    while(_scanStart < _count && (_flags[(_head + _scanStart) & RingMask] & (JobFlag::Finished|JobFlag::Running)))
         ++_scanStart;
     const int begin = _scanStart;
     const int span = _count - begin;
@@ -356,6 +360,8 @@ void JobSystem::run(const int id) {
         add(queued, 1);
         add(s.runningJobs, -1);
         RepeatSlot = id;
+        const int offset = (id - _head) & RingMask;
+        if(offset < _scanStart) _scanStart = offset;
         /* Lock order: jobsMutex, then waitMutex */
         if(!main && s.sleepers.load(std::memory_order_relaxed) > 0) wake(s.waitMutex, s.condition);
     } else {

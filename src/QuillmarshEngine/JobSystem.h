@@ -286,7 +286,8 @@ class QUILLMARSH_EXPORT JobSystem {
         std::unique_ptr<std::vector<int>[]> _dependencies;
         std::int32_t _head;
         std::int32_t _count;
-        /* Entries [head, head + _scanStart) are known to be Finished, so scans start after them */
+        /* Entries [head, head + _scanStart) are known to be Finished or Running, so scans start
+           after them */
         std::int32_t _scanStart;
         std::unique_ptr<State> _state;
 };
