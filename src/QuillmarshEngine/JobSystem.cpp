@@ -76,9 +76,11 @@ struct JobSystem::State {
     std::vector<std::thread> threads;
     std::condition_variable condition;
     std::mutex waitMutex;
-    RingMutex jobsMutex;
-    std::atomic<bool> running{true};
-    std::atomic<std::int32_t> runningJobs{0};
+    /* The lock, the flag idle workers poll and the counters each get a cache line, so that
+       pollers do not take the line away from the lock holder */
+    alignas(64) RingMutex jobsMutex;
+    alignas(64) std::atomic<bool> running{true};
+    alignas(64) std::atomic<std::int32_t> runningJobs{0};
     std::atomic<std::int32_t> queuedMainJobs{0};
     std::atomic<std::int32_t> queuedJobs{0};
     /* Queued jobs of both kinds plus running ones, changed in the same critical sections as the
@@ -93,7 +95,7 @@ struct JobSystem::State {
        same critical section; a dispatcher reads it in the critical section that raises
        queuedJobs. Whichever comes second sees the other. */
     std::atomic<std::int32_t> sleepers{0};
-    int threadCount = 0;
+    alignas(64) int threadCount = 0;
 };
 
 namespace {

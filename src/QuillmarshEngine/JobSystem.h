@@ -71,9 +71,10 @@ QUILLMARSH_EXPORT Debug& operator<<(Debug& debug, JobResult value);
  * cancel and query. Idle workers sleep; they spin (yielding) while queued jobs wait for running
  * dependencies.
  *
- * Costs: one lock per dispatch and two per executed job; no allocation per job except a dependency
- * list (when dependencies are given and no list of that size was held by the slot before) and what
- * the callable owns. A job's callable and its destructor must not assume a particular thread
+ * Costs: one lock per dispatch and one or two per executed job (a worker finishes a job and takes
+ * the next in one critical section); a scan skips the finished and running entries at the head of
+ * the ring. No allocation per job except a dependency list (when dependencies are given and the
+ * slot's earlier list was shorter) and what the callable owns. A job's callable and its destructor must not assume a particular thread
  * beyond the flags, and a callable's destructor must not call into the job system (it may run
  * with the ring locked).
  */
