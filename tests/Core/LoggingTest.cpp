@@ -4,7 +4,6 @@
 #include <ctime>
 #include <filesystem>
 #include <fstream>
-#include <regex>
 #include <sstream>
 #include <string>
 #include <thread>
@@ -52,11 +51,20 @@ std::tm now() {
     return t;
 }
 
+/* Whether text matches pattern, in which '#' stands for one digit and anything else for itself */
+bool matches(std::string_view text, std::string_view pattern) {
+    if(text.size() != pattern.size()) return false;
+    for(std::size_t i = 0; i != text.size(); ++i) {
+        if(pattern[i] == '#' ? text[i] < '0' || text[i] > '9' : text[i] != pattern[i]) return false;
+    }
+    return true;
+}
+
 /* Matches the stamp's fields against the local time read before and after the call */
 void expectStamp(const std::string& line, const std::string& before, const std::string& after) {
     const std::string seconds = line.substr(0, before.size());
     EXPECT_TRUE(seconds == before || seconds == after) << line;
-    EXPECT_TRUE(std::regex_search(line, std::regex{R"(^\[\d{4}-\d{2}-\d{2} \d{2}:\d{2}:\d{2}\.\d{3}\])"})) << line;
+    EXPECT_TRUE(matches(std::string_view{line}.substr(0, 25), "[####-##-## ##:##:##.###]")) << line;
 }
 
 TEST(LoggingTest, lineFormatPerLevel) {
@@ -109,7 +117,7 @@ TEST(LoggingTest, callbackSetGetAndDisable) {
     const std::string out = testing::internal::GetCapturedStdout();
     const std::string err = testing::internal::GetCapturedStderr();
     EXPECT_EQ(out, "");
-    EXPECT_TRUE(std::regex_match(err, std::regex{R"(\[[-0-9 :.]{23}\]\[warn\] only here\n)"})) << err;
+    EXPECT_TRUE(matches(err, "[####-##-## ##:##:##.###][warn] only here\n")) << err;
 
     setLogCallback(previous.first, previous.second);
 }
@@ -151,7 +159,7 @@ TEST_F(LogFileTest, nameContentsAndClose) {
     for(const auto& entry: std::filesystem::directory_iterator{_directory}) files.push_back(entry.path());
     ASSERT_EQ(files.size(), 1u);
     const std::string name = files[0].filename().string();
-    EXPECT_TRUE(std::regex_match(name, std::regex{R"(QuillmarshEditor-\d{4}-\d{2}-\d{2}-\d{2}-\d{2}-\d{2}\.log)"})) << name;
+    EXPECT_TRUE(matches(name, "QuillmarshEditor-####-##-##-##-##-##.log")) << name;
     /* The name is built from the local time of the open call */
     std::string expected = before.substr(1, 19);
     std::replace(expected.begin(), expected.end(), ' ', '-');
@@ -185,8 +193,7 @@ TEST_F(LogFileTest, missingDirectory) {
         openLogFile(missing);
     }
     EXPECT_FALSE(isLogFileOpen());
-    EXPECT_TRUE(std::regex_match(out.str(), std::regex{"Could not create log file " + missing +
-        R"(/QuillmarshEditor-\d{4}-\d{2}-\d{2}-\d{2}-\d{2}-\d{2}\.log\n)"})) << out.str();
+    EXPECT_TRUE(matches(out.str(), "Could not create log file " + missing + "/QuillmarshEditor-####-##-##-##-##-##.log\n")) << out.str();
 
     /* Inside a scope the message becomes an error log line */
     Captured captured;
