@@ -169,11 +169,11 @@ void runStress(const int workerThreads, const int dispatchers, const int jobsPer
 }
 
 TEST(JobSystemStressTest, randomGraphs) {
-    runStress(3, 3, 15000);
+    runStress(3, 3, 5000);
 }
 
 TEST(JobSystemStressTest, randomGraphsOneWorker) {
-    runStress(1, 2, 5000);
+    runStress(1, 2, 2500);
 }
 
 /* A worker between its check for queued jobs and its sleep must not miss a dispatch: with no
