@@ -229,7 +229,8 @@ class QUILLMARSH_EXPORT JobSystem {
          *
          * Pumps on the calling thread: worker 0 runs any job, a worker thread only jobs without
          * @ref JobFlag::MainThread. Called from inside a job, returns once the only jobs left
-         * running are the ones on the calling thread's own stack.
+         * running are the ones on the calling thread's own stack; two jobs on different threads
+         * that wait for idle at the same time therefore wait for each other forever.
          */
         void waitForIdle();
 

@@ -7,7 +7,8 @@
 
 namespace QuillmarshEngine {
 
-struct LoggingScope::Internal {
+/* The three line buffers, each feeding log() with its level, and the streams writing into them */
+struct LoggingScopeInternal {
     LineCallbackBuffer _debugBuffer{[](std::string_view line, void*) { log(LogLevel::Info, line); }};
     LineCallbackBuffer _warningBuffer{[](std::string_view line, void*) { log(LogLevel::Warning, line); }};
     LineCallbackBuffer _errorBuffer{[](std::string_view line, void*) { log(LogLevel::Error, line); }};
@@ -18,7 +19,7 @@ struct LoggingScope::Internal {
 
 /* Members are constructed in declaration order (buffers, then the debug, warning and error
    redirections) and destroyed in reverse, so the redirections are undone before the buffers go */
-LoggingScope::LoggingScope(): _internal{new Internal}, _debugRedirect{&_internal->_debugStream}, _warningRedirect{&_internal->_warningStream}, _errorRedirect{&_internal->_errorStream} {}
+LoggingScope::LoggingScope(): _internal{new LoggingScopeInternal}, _debugRedirect{&_internal->_debugStream}, _warningRedirect{&_internal->_warningStream}, _errorRedirect{&_internal->_errorStream} {}
 
 LoggingScope::~LoggingScope() = default;
 

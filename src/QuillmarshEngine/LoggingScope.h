@@ -12,6 +12,8 @@
 
 namespace QuillmarshEngine {
 
+struct LoggingScopeInternal;
+
 /**
  * @brief Routes the calling thread's diagnostics into the log for the scope's lifetime
  *
@@ -35,9 +37,7 @@ class QUILLMARSH_EXPORT LoggingScope {
         ~LoggingScope();
 
     private:
-        struct Internal;
-
-        std::unique_ptr<Internal> _internal;
+        std::unique_ptr<LoggingScopeInternal> _internal;
         Debug _debugRedirect;
         Warning _warningRedirect;
         Error _errorRedirect;
