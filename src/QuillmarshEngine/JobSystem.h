@@ -74,9 +74,9 @@ QUILLMARSH_EXPORT Debug& operator<<(Debug& debug, JobResult value);
  * Costs: one lock per dispatch and one or two per executed job (a worker finishes a job and takes
  * the next in one critical section); a scan skips the finished and running entries at the head of
  * the ring. No allocation per job except a dependency list (when dependencies are given and the
- * slot's earlier list was shorter) and what the callable owns. A job's callable and its destructor must not assume a particular thread
- * beyond the flags, and a callable's destructor must not call into the job system (it may run
- * with the ring locked).
+ * slot's earlier list was shorter) and what the callable owns. The callable of a job cancelled
+ * while queued is destroyed with the ring locked, so a callable's destructor must not call into
+ * the job system.
  */
 class QUILLMARSH_EXPORT JobSystem {
     public:
