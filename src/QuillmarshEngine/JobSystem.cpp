@@ -233,8 +233,10 @@ int JobSystem::dispatchFunc(Job&& job, const std::span<const int> dependencies, 
 
         /* Only ids naming an occupied entry are kept; the new job's own slot was free when the
            caller named it, so it cannot be meant */
+        /* Only written when it changes, so that dispatching jobs without dependencies does not
+           take the cache line of the neighbouring slots' lists away from a scanning worker */
         std::vector<int>& list = _dependencies[id];
-        list.clear();
+        if(!list.empty()) list.clear();
         if(!dependencies.empty()) {
             list.reserve(dependencies.size());
             for(const int dependency: dependencies)
