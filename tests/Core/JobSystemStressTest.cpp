@@ -206,22 +206,4 @@ TEST(JobSystemStressTest, noLostWakeUp) {
     }
 }
 
-/* Jobs that wait for idle from inside while others keep arriving */
-TEST(JobSystemStressTest, waitForIdleInsideJobs) {
-    JobSystem jobs{2};
-    std::atomic<int> children{0}, waited{0};
-    for(int round = 0; round != 50; ++round) {
-        jobs.dispatch([&](JobSystem& system, int) {
-            for(int i = 0; i != 20; ++i) system.dispatch([&] { ++children; });
-            system.waitForIdle();
-            if(system.queuedJobCount() == 0) ++waited;
-            return JobResult::Succeeded;
-        }, {}, round % 2 ? JobFlags{JobFlag::MainThread} : JobFlags{});
-        jobs.waitForIdle();
-    }
-    EXPECT_EQ(children, 50*20);
-    EXPECT_EQ(waited, 50);
-    EXPECT_TRUE(jobs.idle());
-}
-
 }}

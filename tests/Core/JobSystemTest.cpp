@@ -104,19 +104,6 @@ TEST(JobSystemTest, noRetirementUpTo64Entries) {
     EXPECT_FALSE(jobs.isIndexValid(0));
     EXPECT_TRUE(jobs.isIndexValid(1));
     EXPECT_TRUE(jobs.isIndexValid(64));
-
-    /* Retirement stops at the first entry that is not terminated */
-    JobSystem blocked{1, false};
-    std::atomic<bool> release{false};
-    blocked.dispatch([&] { return release ? JobResult::Succeeded : JobResult::Repeat; });
-    for(int i = 0; i != 100; ++i) blocked.dispatch([] {});
-    for(int i = 0; i != 200; ++i) blocked.update();
-    EXPECT_TRUE(blocked.isIndexValid(0));
-    EXPECT_TRUE(blocked.isIndexValid(1));
-    release = true;
-    blocked.waitForIdle();
-    EXPECT_FALSE(blocked.isIndexValid(36));
-    EXPECT_TRUE(blocked.isIndexValid(37));
 }
 
 TEST(JobSystemTest, dependencies) {
@@ -248,19 +235,6 @@ TEST(JobSystemTest, mainThreadOnly) {
     EXPECT_EQ(order, (std::vector<int>{1, 0, 2}));
 }
 
-TEST(JobSystemTest, mainThreadJobsStayOnMainThread) {
-    JobSystem jobs{2};
-    std::atomic<int> wrongThread{0}, mainRan{0}, otherRan{0};
-    for(int i = 0; i != 200; ++i) {
-        jobs.dispatch([&] { wrongThread += JobSystem::workerId() != 0; ++mainRan; }, {}, JobFlag::MainThread);
-        jobs.dispatch([&] { ++otherRan; });
-    }
-    jobs.waitForIdle();
-    EXPECT_EQ(mainRan, 200);
-    EXPECT_EQ(otherRan, 200);
-    EXPECT_EQ(wrongThread, 0);
-}
-
 TEST(JobSystemTest, callerFlagsAreMasked) {
     JobSystem jobs{1, false};
     const int id = jobs.dispatch([] {}, {}, JobFlag::Running|JobFlag::Finished|JobFlag::Succeeded|JobFlag::Cancelled|JobFlag::IgnoreFailedDependencies);
@@ -323,25 +297,6 @@ TEST(JobSystemTest, cancelWhileRunning) {
     EXPECT_FALSE(dependantRan);
     EXPECT_EQ(owned.use_count(), 1);
     EXPECT_TRUE(jobs.idle());
-}
-
-TEST(JobSystemTest, cancelWhileRunningOnWorker) {
-    JobSystem jobs{1};
-    std::atomic<bool> started{false}, release{false};
-    const int id = jobs.dispatch([&] {
-        started = true;
-        while(!release) std::this_thread::yield();
-    });
-    while(!started) std::this_thread::yield();
-    jobs.cancel(id);
-    EXPECT_EQ(jobs.jobFlags(id), JobFlag::Running|JobFlag::Cancelled);
-    EXPECT_EQ(jobs.runningJobCount(), 1);
-    EXPECT_FALSE(jobs.idle());
-    release = true;
-    jobs.waitForTermination(id);
-    EXPECT_EQ(jobs.jobFlags(id), CancelledDone);
-    while(!jobs.idle()) std::this_thread::yield();
-    EXPECT_EQ(jobs.runningJobCount(), 0);
 }
 
 TEST(JobSystemTest, cancelAll) {
