@@ -77,7 +77,7 @@ QUILLMARSH_EXPORT bool isLogFileOpen();
  * seconds and the milliseconds come from two independent clock reads, so near a second boundary
  * the milliseconds may belong to the next second. Writes the line to the console stream of the
  * level and flushes it, then to the log file, then hands it without its newline to the callback.
- * Console and file write errors are ignored.
+ * Console and file write errors are ignored. A level outside the three is logged as an error.
  */
 QUILLMARSH_EXPORT void log(LogLevel level, std::string_view message);
 
