@@ -2,7 +2,7 @@
 
 # Warnings every target of the project compiles with
 add_library(QuillmarshWarnings INTERFACE)
-target_compile_options(QuillmarshWarnings INTERFACE -Wall -Wextra -Wshadow=local
+target_compile_options(QuillmarshWarnings INTERFACE -Wall -Wextra $<$<CXX_COMPILER_ID:GNU>:-Wshadow=local>
     $<$<BOOL:${QUILLMARSHENGINE_WERROR}>:-Werror>)
 
 # quillmarsh_add_test(Module Class [SOURCES extra...] [LIBRARIES libs...] [LABELS labels...])

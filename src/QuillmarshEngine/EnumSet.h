@@ -94,12 +94,12 @@ namespace Implementation {
  * Makes `E|E`, `E&E`, `E^E`, `~E` and `E|Set` work and yield @p Set.
  */
 #define QUILLMARSH_ENUMSET_OPERATORS(Set)                                               \
-    constexpr Set operator|(Set::Type a, Set b) { return b | a; }                       \
-    constexpr Set operator&(Set::Type a, Set b) { return b & a; }                       \
-    constexpr Set operator^(Set::Type a, Set b) { return b ^ a; }                       \
-    constexpr Set operator|(Set::Type a, Set::Type b) { return Set{a} | b; }            \
-    constexpr Set operator&(Set::Type a, Set::Type b) { return Set{a} & b; }            \
-    constexpr Set operator^(Set::Type a, Set::Type b) { return Set{a} ^ b; }            \
-    constexpr Set operator~(Set::Type a) { return ~Set{a}; }
+    [[maybe_unused]] constexpr Set operator|(Set::Type a, Set b) { return b | a; }                       \
+    [[maybe_unused]] constexpr Set operator&(Set::Type a, Set b) { return b & a; }                       \
+    [[maybe_unused]] constexpr Set operator^(Set::Type a, Set b) { return b ^ a; }                       \
+    [[maybe_unused]] constexpr Set operator|(Set::Type a, Set::Type b) { return Set{a} | b; }            \
+    [[maybe_unused]] constexpr Set operator&(Set::Type a, Set::Type b) { return Set{a} & b; }            \
+    [[maybe_unused]] constexpr Set operator^(Set::Type a, Set::Type b) { return Set{a} ^ b; }            \
+    [[maybe_unused]] constexpr Set operator~(Set::Type a) { return ~Set{a}; }
 
 #endif

@@ -92,7 +92,9 @@ TEST(FunctionTest, moveAssignDestroysThePreviousCallableOnce) {
         a = std::move(b);
         EXPECT_EQ(Tracked::alive, 1);
         EXPECT_EQ(a(0), 200);
-        a = std::move(a);
+        /* Self-assignment through an alias keeps the callable */
+        Function<int(int)>& alias = a;
+        a = std::move(alias);
         EXPECT_EQ(Tracked::alive, 1);
         a.reset();
         EXPECT_EQ(Tracked::alive, 0);
