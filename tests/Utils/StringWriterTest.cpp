@@ -34,6 +34,12 @@ TEST(StringWriterTest, writeWithinCapacity) {
     StringWriter w{4};
     w.write("abc");
     EXPECT_EQ(w.view(), "abc");
+    /* Empty views without any data are fine, also into a buffer that has none yet */
+    w.write(std::string_view{});
+    w.append(std::string_view{});
+    StringWriter none;
+    none.append(std::string_view{});
+    EXPECT_EQ(none.size(), 0u);
     StringWriter moved = std::move(w);
     EXPECT_EQ(moved.view(), "abc");
     EXPECT_EQ(w.size(), 0u);

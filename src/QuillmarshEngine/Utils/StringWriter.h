@@ -59,7 +59,7 @@ class QUILLMARSH_EXPORT StringWriter {
         /** @brief Append @p text, growing as needed */
         void append(std::string_view text) {
             reserve(text.size());
-            std::memcpy(_data.get() + _size, text.data(), text.size());
+            if(!text.empty()) std::memcpy(_data.get() + _size, text.data(), text.size());
             _size += text.size();
         }
 
@@ -83,7 +83,8 @@ class QUILLMARSH_EXPORT StringWriter {
         void write(const char* data, std::size_t bytes) {
             /* This check is named by its place in diagnostics: keep it on line 85 */
             QUILLMARSH_INTERNAL_ASSERT(available() > bytes);
-            std::memcpy(_data.get() + _size, data, bytes);
+            /* An empty view may have no data at all, which memcpy() must not see */
+            if(bytes) std::memcpy(_data.get() + _size, data, bytes);
             _size += bytes;
         }
 
