@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -32,6 +33,11 @@ TEST(ShaderLibraryTest, groupContents) {
     }
     EXPECT_FALSE(resource.hasFile("Missing.glsl"));
     EXPECT_EQ(resource.getString("Missing.glsl"), "");
+}
+
+TEST(ResourceDeathTest, unknownGroup) {
+    EXPECT_FALSE(Resource::hasGroup("NoSuchGroup"));
+    EXPECT_DEATH(Resource{"NoSuchGroup"}, "^Utils::Resource::Resource\\(\\): group NoSuchGroup was not found\n$");
 }
 
 /* Inlines the includes of a library shader, preprocesses it after the given defines and returns
