@@ -158,20 +158,18 @@ class QUILLMARSH_EXPORT Preprocessor {
 
         enum class Expansion: std::uint8_t { Ok, TooDeep, TooLarge };
 
-        bool process(std::string_view source);
-        const char* directive(const char* position, const char* end, bool& failed);
-        const char* passLine(const char* position, const char* end, bool copy, bool& failed);
-        const char* defineDirective(const char* position, const char* end, bool& failed);
-        bool expandWord(std::string_view word);
-        Expansion expandInto(std::string& out, std::string_view name);
-        const Symbol* lookup(std::string_view name) const;
+        QUILLMARSH_LOCAL bool process(std::string_view source);
+        QUILLMARSH_LOCAL const char* directive(const char* position, const char* end, bool& failed);
+        QUILLMARSH_LOCAL const char* passLine(const char* position, const char* end, bool copy, bool& failed);
+        QUILLMARSH_LOCAL bool expandWord(std::string_view word);
+        QUILLMARSH_LOCAL Expansion expandInto(std::string& out, std::string_view name);
+        QUILLMARSH_LOCAL const Symbol* lookup(std::string_view name) const;
 
-        Result<std::int32_t> evalDirectiveExpression(const char* position, const char* end, const char*& after);
-        Result<std::int32_t> evalExpression(Token& token, int depth);
-        Result<std::int32_t> evalOperand(Token& token, int depth);
-        Result<std::int32_t> evalScalar(Token& token, int depth);
-        Result<std::int32_t> evalIdentifier(std::string_view name, bool allowUndefined, int depth);
-        Result<std::int32_t> evalText(std::string_view text, int depth);
+        QUILLMARSH_LOCAL Result<std::int32_t> evalExpression(Token& token, int depth);
+        QUILLMARSH_LOCAL Result<std::int32_t> evalOperand(Token& token, int depth);
+        QUILLMARSH_LOCAL Result<std::int32_t> evalScalar(Token& token, int depth);
+        QUILLMARSH_LOCAL Result<std::int32_t> evalIdentifier(std::string_view name, bool allowUndefined, int depth);
+        QUILLMARSH_LOCAL Result<std::int32_t> evalText(std::string_view text, int depth);
 
         bool _expand;
         bool _valid = true;
