@@ -22,6 +22,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     Warning silenceWarnings{nullptr};
     Error silenceErrors{nullptr};
     Utils::Preprocessor preprocessor{expand};
+    /* The plain one-character-at-a-time loop must agree with the fast one on everything */
+    Utils::Preprocessor reference{expand};
     for(int i = 0; i != 4 && !rest.empty(); ++i) {
         const std::size_t separator = rest.find('\x1e');
         const std::string_view source = rest.substr(0, separator);
@@ -31,6 +33,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         const bool wasValid = preprocessor.isValid();
         if(owned) preprocessor << std::string{source};
         else preprocessor << source;
+        reference.processReference(source);
+        if(reference.isValid() != preprocessor.isValid() || reference.output() != preprocessor.output())
+            __builtin_trap();
 
         /* Without expansion text is only ever dropped, never added */
         if(!expand && preprocessor.isValid() && preprocessor.output().size() > source.size())

@@ -1,3 +1,4 @@
+#include <random>
 #include <sstream>
 #include <string>
 
@@ -393,6 +394,44 @@ TEST(PreprocessorTest, lineEnds) {
     EXPECT_EQ(process("#ifdef X\r\na\r\n#else\r\nb\r\n#endif\r\nc"), "b\r\nc");
     EXPECT_EQ(process("#define A 1\r\nA\r\n", true), "1\r\n");
     EXPECT_EQ(process("#if 0\ra\n#endif\n"), "");
+}
+
+}}}
+
+namespace QuillmarshEngine { namespace Utils { namespace {
+
+/* Processing runs of text at once must give what handling it one character or word at a time
+   gives, output, validity and diagnostics alike */
+TEST(PreprocessorTest, runsMatchTheCharacterwiseReference) {
+    const std::string_view pieces[] {
+        "#define A 1\n", "#define B A x\n", "#define C(x) x\n", "#if A\n", "#ifdef B\n", "#ifndef Q\n",
+        "#elif 0\n", "#else\n", "#endif\n", "#pragma A\n", "# if", "#", "A", "B", "C", "word", " ", "\t",
+        "\n", "\r\n", "\r", "/", "*", "//", "/*", "*/", "(", ")", "&&", "||", "!", "-", "+", "==", "<",
+        "\"", ",", ".", ";", "{", "}", "1", "4u", "defined", std::string_view{"\0", 1}};
+    std::mt19937 random{7};
+    for(int i = 0; i != 3000; ++i) {
+        std::string source;
+        for(int n = std::uniform_int_distribution<int>{0, 40}(random); n; --n) {
+            const std::size_t piece = std::uniform_int_distribution<std::size_t>{0, std::size(pieces) - 1}(random);
+            source += pieces[piece];
+        }
+        for(bool expand: {false, true}) {
+            std::ostringstream fast, reference;
+            Preprocessor a{expand}, b{expand};
+            {
+                Warning redirectWarnings{&fast};
+                Error redirectErrors{&fast};
+                a << std::string_view{source};
+            } {
+                Warning redirectWarnings{&reference};
+                Error redirectErrors{&reference};
+                b.processReference(source);
+            }
+            ASSERT_EQ(a.isValid(), b.isValid()) << source;
+            ASSERT_EQ(a.output(), b.output()) << source;
+            ASSERT_EQ(fast.str(), reference.str()) << source;
+        }
+    }
 }
 
 }}}

@@ -57,6 +57,14 @@ Preprocessor& Preprocessor::operator<<(const std::string_view source) {
     return *this;
 }
 
+Preprocessor& Preprocessor::processReference(const std::string_view source) {
+    if(!_valid) return *this;
+    if(processCharacterwise(source)) std::swap(_output, _pending);
+    else _valid = false;
+    _pending = StringWriter{};
+    return *this;
+}
+
 Preprocessor& Preprocessor::operator<<(std::string source) {
     /* The string object lives on the heap so that views into it (even into a short string kept
        inside the object) stay valid however many sources follow */
@@ -171,12 +179,7 @@ bool Preprocessor::process(const std::string_view source) {
 
     const char* position = source.data();
     const char* const end = position + source.size();
-    _pending = StringWriter{source.size() + 1};
-    _skipBits = _takenBits = 0;
-    _branchDepth = 0;
-    _budget = BudgetBase + BudgetPerInputByte*source.size();
-    _expanding.clear();
-    _evaluating.clear();
+    beginSource(source.size());
 
     /* Text between directives and comments is handled in runs: the output is the same as handling
        it one character (or, when expanding, one word) at a time */
@@ -219,6 +222,64 @@ bool Preprocessor::process(const std::string_view source) {
         }
 
         /* A directive */
+        bool failed = false;
+        position = directive(position, end, failed);
+        if(failed) return false;
+        skipping = _skipBits || _takenBits;
+    }
+
+    return true;
+}
+
+void Preprocessor::beginSource(const std::size_t size) {
+    _pending = StringWriter{size + 1};
+    _skipBits = _takenBits = 0;
+    _branchDepth = 0;
+    _budget = BudgetBase + BudgetPerInputByte*size;
+    _expanding.clear();
+    _evaluating.clear();
+}
+
+bool Preprocessor::processCharacterwise(const std::string_view source) {
+    using namespace Implementation;
+
+    const char* position = source.data();
+    const char* const end = position + source.size();
+    beginSource(source.size());
+
+    bool skipping = false;
+    for(;;) {
+        /* Spaces, tabs and comments, copied unless skipping */
+        const char* const start = position;
+        for(;;) {
+            while(position != end && (*position == ' ' || *position == '\t')) ++position;
+            if(end - position < 2 || position[0] != '/') break;
+            if(position[1] == '/') {
+                position = skipLineComment(position, end);
+            } else if(position[1] == '*') {
+                position = findBlockCommentEnd(position + 2, end);
+                if(!position) {
+                    setInvalid("Preprocess: found unclosed multiline comment");
+                    return false;
+                }
+            } else break;
+        }
+        if(!skipping) _pending.append(start, std::size_t(position - start));
+
+        const Token token = Token::peek(position, end, false);
+        if(token.kind() == TokenKind::End) break;
+
+        if(token.kind() != TokenKind::Hash) {
+            if(!skipping && _expand && token.kind() == TokenKind::Word) {
+                if(!expandWord(token.text())) return false;
+                position = token.after();
+            } else {
+                if(!skipping) _pending.append(*position);
+                ++position;
+            }
+            continue;
+        }
+
         bool failed = false;
         position = directive(position, end, failed);
         if(failed) return false;

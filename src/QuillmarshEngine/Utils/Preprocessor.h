@@ -116,6 +116,15 @@ class QUILLMARSH_EXPORT Preprocessor {
         /** @brief Process a zero-terminated source, see @ref operator<<(std::string_view) */
         Preprocessor& operator<<(const char* source) { return *this << std::string_view{source}; }
 
+        /**
+         * @brief Process one source one character or one word at a time
+         *
+         * Same contract and result as @ref operator<<(std::string_view), which copies runs of
+         * ordinary text at once. Slower; kept as the plain reference the faster loop is tested
+         * against.
+         */
+        Preprocessor& processReference(std::string_view source);
+
         /** @brief Whether no error happened so far */
         bool isValid() const { return _valid; }
 
@@ -159,6 +168,8 @@ class QUILLMARSH_EXPORT Preprocessor {
         enum class Expansion: std::uint8_t { Ok, TooDeep, TooLarge };
 
         QUILLMARSH_LOCAL bool process(std::string_view source);
+        QUILLMARSH_LOCAL bool processCharacterwise(std::string_view source);
+        QUILLMARSH_LOCAL void beginSource(std::size_t size);
         QUILLMARSH_LOCAL const char* directive(const char* position, const char* end, bool& failed);
         QUILLMARSH_LOCAL const char* passLine(const char* position, const char* end, bool copy, bool& failed);
         QUILLMARSH_LOCAL bool expandWord(std::string_view word);
