@@ -62,6 +62,16 @@ TEST(PreprocessorTest, numberHelpers) {
     EXPECT_EQ(parseNumberSafe<int>("-2147483648"), -2147483647 - 1);
 }
 
+TEST(PreprocessorTest, comparators) {
+    EXPECT_EQ(*evalComparator("<", -1, 0), 1);
+    EXPECT_EQ(*evalComparator(">=", -1, 0), 0);
+    EXPECT_EQ(*evalComparator("<=", 3, 3), 1);
+    EXPECT_EQ(*evalComparator("!=", 3, 3), 0);
+    const Result<std::int32_t> unsupported = evalComparator("=<", 1, 2);
+    ASSERT_FALSE(unsupported);
+    EXPECT_EQ(unsupported.error(), "Unsupported operator =<");
+}
+
 TEST(PreprocessorTest, textAndCommentsPassUnchanged) {
     const char* source =
         "\tvec4 a = b*c; // comment #if\r\n"
