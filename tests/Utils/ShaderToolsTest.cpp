@@ -181,7 +181,10 @@ TEST(ShaderToolsTest, replaceTags) {
 TEST(ShaderToolsTest, replaceTagsWithLineDirectives) {
     const Tags tags{{"DEFINES", "#define A\n#define B\n"}, {"X", "x"}};
     EXPECT_EQ(replaceTagsShader("#version 330\n{{DEFINES}}\nline 3\nv = {{X}};\nline 5", tags, true),
-        "#version 330\n#define A\n#define B\n\n#line 3\nline 3\nv = x;\n#line 5\nline 5");
+        "#version 330\n#define A\n#define B\n#line 3\nline 3\nv = x;\n#line 5\nline 5");
+    /* A replacement ending its line, followed by blanks or by more text */
+    EXPECT_EQ(replaceTagsShader("{{DEFINES}}  \r\n{{DEFINES}}x\n", tags, true),
+        "#define A\n#define B\n#line 2  \r\n#define A\n#define B\nx\n#line 3\n");
     /* "#line" lines of the source reset the count, also to 0 when the number is missing */
     EXPECT_EQ(replaceTagsShader("#line 100\n{{X}}\n#line x\n{{X}}\n#line 20 \"file\"\n{{X}}", tags, true),
         "#line 100\nx\n#line 101\n#line x\nx\n#line 1\n#line 20 \"file\"\nx\n#line 21\n");

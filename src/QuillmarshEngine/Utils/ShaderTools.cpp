@@ -266,6 +266,13 @@ template<class Sink> void replaceTags(Sink& sink, const std::string_view source,
         }
 
         bool replaced = false;
+        /* Whether the output is at the start of a line, seen from the last non-empty piece */
+        bool atLineStart = true;
+        auto emit = [&](std::string_view piece) {
+            if(piece.empty()) return;
+            sink(piece);
+            atLineStart = piece.back() == '\n' || piece.back() == '\r';
+        };
         std::size_t copied = 0;
         std::size_t search = 0;
         for(;;) {
@@ -277,21 +284,35 @@ template<class Sink> void replaceTags(Sink& sink, const std::string_view source,
             const std::string_view name = trimmed(text.substr(open + 2, close - open - 2));
             for(const auto& tag: tags) {
                 if(tag.first != name) continue;
-                sink(text.substr(copied, open - copied));
-                sink(tag.second);
+                emit(text.substr(copied, open - copied));
+                emit(tag.second);
                 copied = close + 2;
                 replaced = true;
                 break;
             }
         }
-        sink(text.substr(copied));
+        const std::string_view rest = text.substr(copied);
+        const std::string_view lineEnd = line.end.empty() && replaced && lineDirectives ? std::string_view{"\n"} : line.end;
 
-        if(replaced && lineDirectives) {
-            sink(line.end.empty() ? std::string_view{"\n"} : line.end);
-            sink("#line ");
-            sink(std::to_string(nextNumber));
-            sink("\n");
-        } else sink(line.end);
+        if(!replaced || !lineDirectives) {
+            emit(rest);
+            emit(lineEnd);
+        } else {
+            /* The directive gives the next line its number. After a replacement that ended its
+               own line, with nothing but blanks after the tag, it takes the place of the rest of
+               the line; otherwise it follows the line. */
+            const std::string directive = "#line " + std::to_string(nextNumber);
+            if(atLineStart && trimmed(rest).empty()) {
+                emit(directive);
+                emit(rest);
+                emit(lineEnd);
+            } else {
+                emit(rest);
+                emit(lineEnd);
+                emit(directive);
+                emit("\n");
+            }
+        }
         lineNumber = nextNumber;
     }
 }

@@ -70,8 +70,9 @@ QUILLMARSH_EXPORT std::string inlineIncludes(std::string_view source, const Incl
  * A tag is the text between `{{` and the next `}}` on the same line, trimmed of spaces and tabs.
  * A tag naming one of @p tags is replaced by its text; every tag of a line is replaced, the
  * search going on after each inserted text. Tags of unknown names stay as they are. With
- * @p lineDirectives set, a line that had a replacement is followed by a `#line` directive that
- * gives the next line its number in @p source, where `#line N` lines of the source itself count.
+ * @p lineDirectives set, a `#line` directive gives the line after a replacement its number in
+ * @p source again (`#line N` lines of the source itself count): right after a replacement that
+ * ends its own line, else after the line.
  */
 QUILLMARSH_EXPORT std::string replaceTagsShader(std::string_view source, std::span<const std::pair<std::string_view, std::string_view>> tags, bool lineDirectives);
 
