@@ -5,6 +5,7 @@ list(APPEND QuillmarshEngine_SRCS
     Utils/MemoryPartition.cpp)
 
 # Shader source tooling: tokenizer, output buffer, preprocessor, includes and tags
+list(APPEND QuillmarshEngine_SRCS
     Utils/Preprocessor.cpp
     Utils/StringWriter.cpp
     Utils/Token.cpp)
@@ -15,6 +16,7 @@ include(${PROJECT_SOURCE_DIR}/shaders/Shaders.cmake)
 quillmarsh_resource_group(QuillmarshEngine_RESOURCES NAME QuillmarshEngineShaders
     DIRECTORY ${PROJECT_SOURCE_DIR}/shaders FILES ${QuillmarshEngineShaders_FILES})
 quillmarsh_generate_resources(${CMAKE_CURRENT_BINARY_DIR}/Utils/Resources.cpp ${QuillmarshEngine_RESOURCES})
+list(APPEND QuillmarshEngine_SRCS
     Utils/Resource.cpp
     Utils/ShaderTools.cpp
     ${CMAKE_CURRENT_BINARY_DIR}/Utils/Resources.cpp)
