@@ -1,2 +1,5 @@
 # Sources of the Trade module
 list(APPEND QuillmarshEngine_SRCS)
+list(APPEND QuillmarshEngine_SRCS
+    Trade/MeshData.cpp
+    Trade/VertexFormat.cpp)
