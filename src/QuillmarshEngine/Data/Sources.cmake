@@ -1,4 +1,7 @@
 list(APPEND QuillmarshEngine_SRCS
     Data/Id.cpp)
 list(APPEND QuillmarshEngine_SRCS
-    Data/AssetData.cpp)
+    Data/AssetData.cpp
+    Data/MeshData.cpp
+    # The shader enums of shader and material records
+    Shaders/ShaderTypes.cpp)
