@@ -429,8 +429,9 @@ namespace {
 RowFormats unpackFormats(MeshDataFlags targetLayout, MeshDataFlags unpackFlags, const Trade::MeshData& mesh) {
     unpackFlags = expandQuantized(unpackFlags);
     /* Attributes not unpacked stay quantized, except where the source holds the plain format:
-       a mesh that was never quantized keeps its floats */
-    RowFormats formats = rowFormats(targetLayout, ~unpackFlags);
+       a mesh that was never quantized keeps its floats. The complement must not carry the
+       Quantized shorthand, which would quantize everything. */
+    RowFormats formats = rowFormats(targetLayout, ~unpackFlags & ~MeshDataFlags{MeshDataFlag::Quantized});
     for(std::size_t i = 0; i != MeshAttributeCount; ++i) {
         const MeshAttributeEntry& row = meshAttributes[i];
         if(formats[i] == VertexFormat{} || unpackFlags >= row.flag || i == FillerRow) continue;
@@ -443,6 +444,10 @@ RowFormats unpackFormats(MeshDataFlags targetLayout, MeshDataFlags unpackFlags, 
     return formats;
 }
 
+}
+
+Trade::MeshData unpackMesh(MeshDataFlags unpackFlags, const Trade::MeshData& mesh) {
+    return unpackMesh(getMeshFlags(mesh), unpackFlags, mesh);
 }
 
 void packMeshAttributeDataInto(MeshAttribute attribute, const StridedArrayView2D<const char>& src, const StridedArrayView2D<char>& dst) {
@@ -527,14 +532,12 @@ std::vector<char> compressMeshIndexData(const Trade::MeshData& mesh) {
     QUILLMARSH_ASSERT(mesh.isIndexed(), "Tools::compressMeshIndexData(): the mesh is not indexed", {});
     QUILLMARSH_ASSERT(mesh.indexType() != Trade::MeshIndexType::UnsignedByte, "Tools::compressMeshIndexData(): expected 16- or 32-bit indices, got" << mesh.indexType(), {});
     const std::vector<std::uint32_t> indices = mesh.indicesAsArray();
-    const bool triangles = indices.size() % 3 == 0;
-    std::vector<char> out(triangles ? meshopt_encodeIndexBufferBound(indices.size(), mesh.vertexCount()) : meshopt_encodeIndexSequenceBound(indices.size(), mesh.vertexCount()));
-    /* The bounds assume indices below the vertex count; leave room for any value */
+    /* The sequence codec keeps every index where it was; the index buffer codec would rotate
+       triangles, and a chunk has to give back exactly what was stored */
+    std::vector<char> out(meshopt_encodeIndexSequenceBound(indices.size(), std::max<std::size_t>(mesh.vertexCount(), 1)));
+    /* The bound assumes indices below the vertex count; leave room for any value */
     out.resize(out.size() + indices.size()*5 + 32);
-    unsigned char* data = reinterpret_cast<unsigned char*>(out.data());
-    const std::size_t size = triangles ?
-        meshopt_encodeIndexBuffer(data, out.size(), indices.data(), indices.size()) :
-        meshopt_encodeIndexSequence(data, out.size(), indices.data(), indices.size());
+    const std::size_t size = meshopt_encodeIndexSequence(reinterpret_cast<unsigned char*>(out.data()), out.size(), indices.data(), indices.size());
     QUILLMARSH_INTERNAL_ASSERT(size);
     out.resize(size);
     return out;
@@ -603,10 +606,7 @@ Utils::Result<Trade::MeshData> decompressMesh(const Data::MeshData& data) {
             return Result::fail("compressed index data of " + std::to_string(compressed.size()) + " bytes can't hold " + std::to_string(indexCount) + " indices");
         indices.resize(std::size_t(indexCount)*indexSize);
         const unsigned char* in = reinterpret_cast<const unsigned char*>(compressed.data());
-        const int error = indexCount % 3 == 0 ?
-            meshopt_decodeIndexBuffer(indices.data(), indexCount, indexSize, in, compressed.size()) :
-            meshopt_decodeIndexSequence(indices.data(), indexCount, indexSize, in, compressed.size());
-        if(error != 0) return Result::fail("index data does not decode");
+        if(meshopt_decodeIndexSequence(indices.data(), indexCount, indexSize, in, compressed.size()) != 0) return Result::fail("index data does not decode");
     } else {
         const std::span<const char> stored = data.indexData();
         if(std::uint64_t(indexCount)*indexSize > stored.size())

@@ -168,10 +168,10 @@ QUILLMARSH_EXPORT Data::AssetChunk createMeshChunk(const Trade::MeshData& mesh, 
 QUILLMARSH_EXPORT std::vector<char> compressMeshVertexData(const Trade::MeshData& mesh);
 
 /**
- * @brief Compress the indices of @p mesh with meshoptimizer's index codec
+ * @brief Compress the indices of @p mesh with meshoptimizer's index sequence codec
  *
- * Triangle lists (a count divisible by three) use the index buffer codec, other counts the index
- * sequence codec. Expects an indexed mesh with 16- or 32-bit indices.
+ * The sequence codec keeps every index in place, so decompression gives back the exact indices
+ * (the triangle codec may rotate triangles). Expects an indexed mesh with 16- or 32-bit indices.
  */
 QUILLMARSH_EXPORT std::vector<char> compressMeshIndexData(const Trade::MeshData& mesh);
 
