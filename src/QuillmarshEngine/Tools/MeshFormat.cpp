@@ -165,7 +165,9 @@ MeshDataFlags getMeshFlags(const Trade::MeshData& mesh) {
         const std::optional<std::uint32_t> id = mesh.findAttributeId(row.name, row.instance);
         if(id) {
             added |= row.flag;
-            if(mesh.attributeArraySize(*id) > row.arraySize) added |= MeshDataFlag::EightJoints;
+            /* Only the joint rows grow with EightJoints; an array in another row (a custom
+               attribute) says nothing about joints */
+            if(row.arraySizeEightJoints && mesh.attributeArraySize(*id) > row.arraySize) added |= MeshDataFlag::EightJoints;
         } else {
             missing |= row.flag;
             /* Only the joint rows have an eight-joint size; missing either drops it too */
