@@ -4,6 +4,7 @@
 #include <sstream>
 
 #include "QuillmarshEngine/Data/AssetRecords.h"
+#include "QuillmarshEngine/Math/DualQuaternion.h"
 
 namespace QuillmarshEngine { namespace Data { namespace {
 
@@ -169,13 +170,15 @@ TEST(AssetRecordsTest, language) {
 }
 
 TEST(AssetRecordsTest, skin) {
-    const std::array<float, 8> transforms[]{{1, 2, 3, 4, 5, 6, 7, 8}, {0, 0, 0, 1, 0, 0, 0, 0}};
-    const std::array<float, 3> scalings[]{{1, 1, 1}, {2, 2, 2}};
+    const DualQuaternion transforms[]{
+        {Quaternion{{1.0f, 2.0f, 3.0f}, 4.0f}, Quaternion{{5.0f, 6.0f, 7.0f}, 8.0f}},
+        DualQuaternion{}};
+    const Vector3 scalings[]{Vector3{1.0f}, Vector3{2.0f, 3.0f, 4.0f}};
     const Id joints[]{Id(5), Id(0x0102)};
     Bytes expected;
     expected.u32(2);
-    for(const auto& t: transforms) for(const float f: t) expected.f32(f);
-    for(const auto& s: scalings) for(const float f: s) expected.f32(f);
+    for(const float f: {1.0f, 2.0f, 3.0f, 4.0f, 5.0f, 6.0f, 7.0f, 8.0f, 0.0f, 0.0f, 0.0f, 1.0f, 0.0f, 0.0f, 0.0f, 0.0f}) expected.f32(f);
+    for(const float f: {1.0f, 1.0f, 1.0f, 2.0f, 3.0f, 4.0f}) expected.f32(f);
     expected.u16(5).u16(0x0102);
     EXPECT_EQ(str(createSkinData(transforms, scalings, joints)), expected.data);
     EXPECT_EQ(str(createSkinData({}, {}, {})), std::string("\0\0\0\0", 4));
@@ -239,7 +242,7 @@ TEST(AssetRecordsDeathTest, imagesAndLists) {
     EXPECT_DEATH(createProbeData({}), "^Assertion images.size\\(\\) failed at Data/AssetData.cpp:1266\n$");
     EXPECT_DEATH(createTextureData(Trade::TextureData{{}, {}, {}, {}, 65536}), "^createTextureData\\(\\): image index 65536 does not fit 16 bits\n$");
     EXPECT_DEATH(createPhysXData(PhysXData::Type(0x10000), 0, {}), "^createPhysXData\\(\\): type 65536 does not fit 16 bits\n$");
-    const std::array<float, 8> transforms[1]{};
+    const DualQuaternion transforms[1]{};
     const Id joints[2]{};
     EXPECT_DEATH(createSkinData(transforms, {}, joints), "^createSkinData\\(\\): expected lists of the same length, got 1 transforms, 0 scalings and 2 joints\n$");
     const std::string_view terms[]{"a", "b"};

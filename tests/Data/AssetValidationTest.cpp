@@ -7,6 +7,7 @@
 #include "QuillmarshEngine/Data/AssetRecords.h"
 #include "QuillmarshEngine/Data/AssetValidation.h"
 #include "QuillmarshEngine/Data/MeshData.h"
+#include "QuillmarshEngine/Math/DualQuaternion.h"
 #include "QuillmarshEngine/Tools/MeshFormat.h"
 
 namespace QuillmarshEngine { namespace Data { namespace {
@@ -36,9 +37,9 @@ std::vector<char> sampleFile() {
     std::vector<char> out;
     appendHeaderData(out);
     const Trade::MeshData mesh = sampleMesh();
-    Tools::createMeshChunk(mesh, {}, {}, {0, 0, 0, 1}, out);
+    Tools::createMeshChunk(mesh, {}, {}, BoundingSphere{{}, 1.0f}, out);
     const Trade::MeshData packed = Tools::packMesh(Tools::MeshDataFlag::Quantized, mesh);
-    Tools::createMeshChunk(packed, Tools::compressMeshVertexData(packed), Tools::compressMeshIndexData(packed), {0, 0, 0, 1}, out);
+    Tools::createMeshChunk(packed, Tools::compressMeshVertexData(packed), Tools::compressMeshIndexData(packed), BoundingSphere{{}, 1.0f}, out);
     const std::string_view sources[]{"void main() {}"};
     append(out, Magic::Shader, createShaderData("s", sources, {}, Shaders::ShaderType::Glsl, Shaders::ShaderStage::Vertex, false, {}));
     append(out, Magic::Image, createImageData({1, 1, 1}, "a.png"));
@@ -61,8 +62,8 @@ std::vector<char> sampleFile() {
     const char pixel[]{1, 2, 3, 4};
     const Trade::ImageData2D images[]{{Trade::PixelFormat::RGBA8Unorm, {1, 1}, pixel}};
     append(out, Magic::Probe, createProbeData(images));
-    const std::array<float, 8> transforms[1]{};
-    const std::array<float, 3> scalings[1]{};
+    const DualQuaternion transforms[1]{};
+    const Vector3 scalings[1]{};
     const Id joints[1]{};
     append(out, Magic::Skin, createSkinData(transforms, scalings, joints));
     createExternalBinChunk("data.bin", out);

@@ -405,7 +405,7 @@ TEST(MeshFormatTest, meshChunkBytes) {
     const Trade::MeshData mesh{Trade::MeshPrimitive::Triangles, std::move(indexData), indexView, std::move(vertexData), std::move(attributes)};
 
     std::vector<char> out{'a', 'b', 'c', 'd'};
-    createMeshChunk(mesh, {}, {}, {0.5f, 1.5f, 2.5f, 4.0f}, out);
+    createMeshChunk(mesh, {}, {}, BoundingSphere{{0.5f, 1.5f, 2.5f}, 4.0f}, out);
     Bytes expected;
     expected.text("abcd").text("QMEM").u32(104)
         .u32(104).u32(20).u32(24).u32(6).u32(2).u32(3).u32(1).u32(2).u8(0).zeros(3)
@@ -419,7 +419,8 @@ TEST(MeshFormatTest, meshChunkBytes) {
     /* Read back: the morph target is not restored */
     const Data::AssetChunkView view{std::span<const char>{out}.subspan(4)};
     const Data::MeshData data = view.as<Data::MeshData>();
-    EXPECT_EQ(data.boundingSphere()[3], 4.0f);
+    EXPECT_EQ(data.boundingSphere().radius(), 4.0f);
+    EXPECT_EQ(data.boundingSphere().center()[1], 1.5f);
     const Trade::MeshData back = data.mesh();
     EXPECT_EQ(back.primitive(), Trade::MeshPrimitive::Triangles);
     EXPECT_EQ(back.indexType(), Trade::MeshIndexType::UnsignedShort);
@@ -457,7 +458,7 @@ TEST(MeshFormatTest, compressedChunkRoundTrip) {
         const std::vector<char> vertices = compressMeshVertexData(packed);
         const std::vector<char> indices = compressMeshIndexData(packed);
         std::vector<char> out;
-        createMeshChunk(packed, vertices, indices, {1, 2, 3, 4}, out);
+        createMeshChunk(packed, vertices, indices, BoundingSphere{{1.0f, 2.0f, 3.0f}, 4.0f}, out);
         const Data::MeshData data = Data::AssetChunkView{out}.as<Data::MeshData>();
         EXPECT_TRUE(data.isVertexDataCompressed());
         EXPECT_TRUE(data.isIndexDataCompressed());

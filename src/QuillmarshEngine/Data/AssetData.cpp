@@ -5,6 +5,7 @@
 
 #include "QuillmarshEngine/Data/AssetRecords.h"
 #include "QuillmarshEngine/Data/MeshData.h"
+#include "QuillmarshEngine/Math/DualQuaternion.h"
 
 /* Assertions whose reported source line is fixed: the complete message, line included, is what
    tools and tests match on, so it must not move when code above it changes */
@@ -234,7 +235,8 @@ AssetChunk createMeshDataChunk(const MeshDataChunkHeader& meshHeader, std::span<
     writeU32(payload + 24, std::uint32_t(attributes.size()));
     writeU32(payload + 28, std::uint32_t(meshHeader.indexType));
     payload[32] = char(meshHeader.compressionFlags);
-    std::memcpy(payload + 36, meshHeader.boundingSphere.data(), 16);
+    const float sphere[]{meshHeader.boundingSphere.center()[0], meshHeader.boundingSphere.center()[1], meshHeader.boundingSphere.center()[2], meshHeader.boundingSphere.radius()};
+    std::memcpy(payload + 36, sphere, 16);
     if(!attributes.empty()) std::memcpy(payload + MeshData::HeaderSize, attributes.data(), std::size_t(tableSize));
     char* vertices = payload + MeshData::HeaderSize + tableSize;
     if(!vertexData.empty()) std::memcpy(vertices, vertexData.data(), vertexData.size());
@@ -392,13 +394,15 @@ std::vector<char> createLanguageData(std::string_view name, std::string_view cod
     return out;
 }
 
-std::vector<char> createSkinData(std::span<const std::array<float, 8>> transforms, std::span<const std::array<float, 3>> scalings, std::span<const Id> joints) {
+std::vector<char> createSkinData(std::span<const DualQuaternion> transforms, std::span<const Vector3> scalings, std::span<const Id> joints) {
     QUILLMARSH_ASSERT(transforms.size() == joints.size() && scalings.size() == joints.size(),
         "createSkinData(): expected lists of the same length, got" << transforms.size() << "transforms," << scalings.size() << "scalings and" << joints.size() << "joints", {});
     const std::size_t n = joints.size();
     std::vector<char> out(4 + 46*n, '\0');
     writeU32(out.data(), std::uint32_t(n));
     if(n) {
+        /* Real part x, y, z, w, then dual part x, y, z, w: the math types' own layout */
+        static_assert(sizeof(DualQuaternion) == 32 && sizeof(Vector3) == 12, "skin records copy the math types as they are");
         std::memcpy(out.data() + 4, transforms.data(), 32*n);
         std::memcpy(out.data() + 4 + 32*n, scalings.data(), 12*n);
         std::memcpy(out.data() + 4 + 44*n, joints.data(), 2*n);

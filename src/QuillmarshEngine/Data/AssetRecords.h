@@ -21,6 +21,7 @@
 
 #include "QuillmarshEngine/Data/AssetData.h"
 #include "QuillmarshEngine/Data/Id.h"
+#include "QuillmarshEngine/Math/Types.h"
 #include "QuillmarshEngine/Shaders/ShaderTypes.h"
 #include "QuillmarshEngine/StringArray.h"
 #include "QuillmarshEngine/Trade/ImageData.h"
@@ -302,10 +303,11 @@ QUILLMARSH_EXPORT std::vector<char> createLanguageData(std::string_view name, st
 /**
  * @brief Build a skin record
  *
- * Joint transforms as dual quaternions (real x, y, z, w, dual x, y, z, w), scalings, and joint
- * object ids. Expects three lists of the same length.
+ * Joint count, then the joint transforms (8 floats each: real x, y, z, w, dual x, y, z, w), the
+ * scalings (3 floats each) and the joint object ids (16 bits each). Expects three lists of the same
+ * length.
  */
-QUILLMARSH_EXPORT std::vector<char> createSkinData(std::span<const std::array<float, 8>> transforms, std::span<const std::array<float, 3>> scalings, std::span<const Id> joints);
+QUILLMARSH_EXPORT std::vector<char> createSkinData(std::span<const DualQuaternion> transforms, std::span<const Vector3> scalings, std::span<const Id> joints);
 
 /**
  * @brief Build a locale record

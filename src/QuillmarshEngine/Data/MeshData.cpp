@@ -27,10 +27,10 @@ std::uint32_t MeshData::field(std::size_t offset) const {
     return value;
 }
 
-std::array<float, 4> MeshData::boundingSphere() const {
-    std::array<float, 4> out;
-    std::memcpy(out.data(), _data.data() + 36, 16);
-    return out;
+BoundingSphere MeshData::boundingSphere() const {
+    float values[4];
+    std::memcpy(values, _data.data() + 36, 16);
+    return BoundingSphere{Vector3{values[0], values[1], values[2]}, values[3]};
 }
 
 MeshData::MeshAttributeData32 MeshData::attribute(std::uint32_t i) const {

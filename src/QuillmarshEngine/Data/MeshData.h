@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "QuillmarshEngine/Data/AssetData.h"
+#include "QuillmarshEngine/Math/BoundingSphere.h"
 #include "QuillmarshEngine/Trade/MeshData.h"
 
 namespace QuillmarshEngine { namespace Data {
@@ -71,8 +72,8 @@ class QUILLMARSH_EXPORT MeshData {
         std::uint8_t compressionFlags() const { return std::uint8_t(_data[32]); }
         bool isVertexDataCompressed() const { return compressionFlags() & VertexDataCompressed; }
         bool isIndexDataCompressed() const { return compressionFlags() & IndexDataCompressed; }
-        /** @brief Center x, y, z and radius */
-        std::array<float, 4> boundingSphere() const;
+        /** @brief Bounding sphere of the vertex positions */
+        BoundingSphere boundingSphere() const;
 
         /** @brief Attribute record @p i; expects it inside the viewed bytes */
         MeshAttributeData32 attribute(std::uint32_t i) const;
@@ -111,7 +112,7 @@ struct MeshDataChunkHeader {
     std::uint32_t indexCount;           /**< Index count, 0 for a non-indexed mesh */
     Trade::MeshIndexType indexType;     /**< Index type, UnsignedInt for a non-indexed mesh */
     std::uint8_t compressionFlags;      /**< @ref MeshData::VertexDataCompressed, @ref MeshData::IndexDataCompressed */
-    std::array<float, 4> boundingSphere; /**< Center x, y, z and radius */
+    BoundingSphere boundingSphere;      /**< Stored as center x, y, z and radius */
 };
 
 /**

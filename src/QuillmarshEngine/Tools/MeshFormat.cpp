@@ -9,6 +9,7 @@
 #include <meshoptimizer.h>
 
 #include "QuillmarshEngine/Data/MeshData.h"
+#include "QuillmarshEngine/Math/Packing.h"
 
 /* Assertions whose reported source line is fixed: the complete message, line included, is what
    tools and tests match on, so it must not move when code above it changes */
@@ -196,45 +197,15 @@ void copyIndices(const Trade::MeshData& src, Trade::MeshData& dst) {
     if(!indices.empty()) std::memcpy(dst.mutableIndexData().data(), indices.data(), indices.size()*4);
 }
 
-/* Scalar conversions. Normalized packing rounds half away from zero after clamping; unpacking
-   divides by the largest value and clamps signed results at -1, as the math library does. */
-std::uint16_t packHalf(float value) {
-    std::uint32_t bits;
-    std::memcpy(&bits, &value, 4);
-    const std::uint32_t sign = bits & 0x80000000u;
-    std::uint32_t u = bits ^ sign;
-    std::uint16_t out;
-    if(u >= 0x7f800000u) out = u > 0x7f800000u ? 0x7e00 : 0x7c00;
-    else {
-        u &= ~0xfffu;
-        float f;
-        std::memcpy(&f, &u, 4);
-        const std::uint32_t magicBits = 15u << 23;
-        float magic;
-        std::memcpy(&magic, &magicBits, 4);
-        f *= magic;
-        std::memcpy(&u, &f, 4);
-        u += 0x1000;
-        if(u > (31u << 23)) u = 31u << 23;
-        out = std::uint16_t(u >> 13);
-    }
-    return std::uint16_t(out | (sign >> 16));
+/* Scalar conversions go through the math library's half and normalized packing: packing
+   clamps first and rounds half away from zero, unpacking divides by the largest value and clamps
+   signed results at -1 */
+template<class T> T packNormalized(double value) {
+    return Math::pack<T>(float(value));
 }
 
-float unpackHalf(std::uint16_t value) {
-    const std::uint32_t exponent = (value >> 10) & 0x1f;
-    const std::uint32_t mantissa = value & 0x3ff;
-    std::uint32_t bits;
-    if(exponent == 31) bits = 0x7f800000u | (mantissa << 13);
-    else if(exponent == 0) {
-        /* Zero or subnormal: exact as mantissa × 2^-24 */
-        const float f = float(mantissa)*(1.0f/16777216.0f);
-        std::memcpy(&bits, &f, 4);
-    } else bits = ((exponent + 112) << 23) | (mantissa << 13);
-    bits |= std::uint32_t(value & 0x8000) << 16;
-    float out;
-    std::memcpy(&out, &bits, 4);
-    return out;
+template<class T> double unpackNormalized(T value) {
+    return Math::unpack<float>(value);
 }
 
 template<class T> T load(const char* at) {
@@ -247,19 +218,6 @@ template<class T> void store(char* at, T value) {
     std::memcpy(at, &value, sizeof(T));
 }
 
-template<class T> T packNormalized(double value) {
-    constexpr double max = double(std::numeric_limits<T>::max());
-    const double low = std::is_signed_v<T> ? -1.0 : 0.0;
-    /* NaN becomes 0 instead of an undefined conversion */
-    const float clamped = float(value >= low ? (value <= 1.0 ? value : 1.0) : (value < low ? low : 0.0));
-    return T(std::round(clamped*float(max)));
-}
-
-template<class T> double unpackNormalized(T value) {
-    const float out = float(value)/float(std::numeric_limits<T>::max());
-    return std::is_signed_v<T> && out < -1.0f ? -1.0 : out;
-}
-
 template<class T> T packInteger(double value) {
     const double low = double(std::numeric_limits<T>::min());
     const double high = double(std::numeric_limits<T>::max());
@@ -269,7 +227,7 @@ template<class T> T packInteger(double value) {
 double readComponent(VertexFormat component, bool normalized, const char* at) {
     switch(component) {
         case VertexFormat::Float: return load<float>(at);
-        case VertexFormat::Half: return unpackHalf(load<std::uint16_t>(at));
+        case VertexFormat::Half: return Math::unpackHalf(load<std::uint16_t>(at));
         case VertexFormat::Double: return load<double>(at);
         case VertexFormat::UnsignedByte: return normalized ? unpackNormalized(load<std::uint8_t>(at)) : load<std::uint8_t>(at);
         case VertexFormat::Byte: return normalized ? unpackNormalized(load<std::int8_t>(at)) : load<std::int8_t>(at);
@@ -285,7 +243,7 @@ double readComponent(VertexFormat component, bool normalized, const char* at) {
 void writeComponent(VertexFormat component, bool normalized, char* at, double value) {
     switch(component) {
         case VertexFormat::Float: return store(at, float(value));
-        case VertexFormat::Half: return store(at, packHalf(float(value)));
+        case VertexFormat::Half: return store(at, Math::packHalf(float(value)));
         case VertexFormat::Double: return store(at, value);
         case VertexFormat::UnsignedByte: return store(at, normalized ? packNormalized<std::uint8_t>(value) : packInteger<std::uint8_t>(value));
         case VertexFormat::Byte: return store(at, normalized ? packNormalized<std::int8_t>(value) : packInteger<std::int8_t>(value));
@@ -488,7 +446,7 @@ void unpackMeshAttributeDataInto(MeshAttribute attribute, const StridedArrayView
     }
 }
 
-Data::AssetChunk createMeshChunk(const Trade::MeshData& mesh, std::span<const char> compressedVertexData, std::span<const char> compressedIndexData, const std::array<float, 4>& boundingSphere, std::vector<char>& out) {
+Data::AssetChunk createMeshChunk(const Trade::MeshData& mesh, std::span<const char> compressedVertexData, std::span<const char> compressedIndexData, const BoundingSphere& boundingSphere, std::vector<char>& out) {
     std::vector<Data::MeshData::MeshAttributeData32> attributes(mesh.attributeCount());
     for(std::uint32_t i = 0; i != mesh.attributeCount(); ++i) {
         const std::size_t offset = mesh.attributeOffset(i);

@@ -12,6 +12,7 @@
 
 #include "QuillmarshEngine/Data/AssetData.h"
 #include "QuillmarshEngine/EnumSet.h"
+#include "QuillmarshEngine/Math/BoundingSphere.h"
 #include "QuillmarshEngine/Trade/MeshData.h"
 #include "QuillmarshEngine/Utils/Result.h"
 
@@ -154,10 +155,10 @@ QUILLMARSH_EXPORT void unpackMeshAttributeDataInto(Trade::MeshAttribute attribut
  * @brief Append a @ref Data::Magic::Mesh chunk for @p mesh to @p out
  *
  * Non-empty @p compressedVertexData or @p compressedIndexData replace the mesh's bytes and set the
- * matching compression flag. @p boundingSphere is center x, y, z and radius. Expects a mesh with
+ * matching compression flag. Expects a mesh with
  * attributes of the same stride over one vertex buffer, and a payload that fits 32 bits.
  */
-QUILLMARSH_EXPORT Data::AssetChunk createMeshChunk(const Trade::MeshData& mesh, std::span<const char> compressedVertexData, std::span<const char> compressedIndexData, const std::array<float, 4>& boundingSphere, std::vector<char>& out);
+QUILLMARSH_EXPORT Data::AssetChunk createMeshChunk(const Trade::MeshData& mesh, std::span<const char> compressedVertexData, std::span<const char> compressedIndexData, const BoundingSphere& boundingSphere, std::vector<char>& out);
 
 /**
  * @brief Compress the vertex bytes of an interleaved mesh with meshoptimizer's vertex codec
