@@ -220,6 +220,8 @@ TEST(AssetRecordsTest, enumPrinting) {
     EXPECT_EQ(print(Trade::SamplerWrapping(0xde)), "SamplerWrapping(0xde)\n");
     EXPECT_EQ(print(Trade::SamplerMipmap::Base), "SamplerMipmap::Base\n");
     EXPECT_EQ(print(Trade::SamplerFilter::Linear), "SamplerFilter::Linear\n");
+    EXPECT_EQ(print(ImageData::Kind::Hashes), "ImageData::Kind::Hashes\n");
+    EXPECT_EQ(print(ImageData::Kind(7)), "ImageData::Kind(0x7)\n");
 }
 
 TEST(AssetRecordsDeathTest, names) {

@@ -496,6 +496,15 @@ TEST(MeshFormatDeathTest, layoutInvalid) {
         "^Assertion !\\(targetLayout >= MeshDataFlag::Quantized\\) failed at Tools/MeshFormat.cpp:188\n$");
 }
 
+TEST(MeshFormatDeathTest, meshChunkTooLarge) {
+    /* Only the sizes are looked at before the check; the bytes behind the view are never read */
+    const char byte{};
+    const std::span<const char> huge{&byte, std::size_t{0xfffffff0}};
+    std::vector<char> out;
+    EXPECT_DEATH(Data::createMeshDataChunk(Data::MeshDataChunkHeader{}, {}, huge, huge, out),
+        "^Assertion offset \\+ Utils::fourByteAlign\\(size\\) == header.totalSize failed at Data/AssetData.cpp:374\n$");
+}
+
 TEST(MeshFormatDeathTest, compressedMeshView) {
     const Trade::MeshData packed = packMesh({}, randomMesh(4, 1));
     std::vector<char> out;

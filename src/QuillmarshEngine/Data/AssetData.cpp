@@ -444,6 +444,14 @@ Debug& operator<<(Debug& debug, PhysXData::Type value) {
     return Implementation::printUnknownEnum(debug, "PhysXData::Type", std::uint32_t(value));
 }
 
+Debug& operator<<(Debug& debug, ImageData::Kind value) {
+    switch(value) {
+        case ImageData::Kind::Path: return Implementation::printEnumValue(debug, "ImageData::Kind", "Path");
+        case ImageData::Kind::Hashes: return Implementation::printEnumValue(debug, "ImageData::Kind", "Hashes");
+    }
+    return Implementation::printUnknownEnum(debug, "ImageData::Kind", std::uint8_t(value));
+}
+
 ShaderData::ShaderData(std::span<const char> data): _data{data} {
     QUILLMARSH_ASSERT(data.size() >= HeaderSize, "Data::ShaderData: expected at least" << HeaderSize << "bytes, got" << data.size(), );
 }

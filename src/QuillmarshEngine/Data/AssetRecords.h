@@ -175,6 +175,9 @@ class QUILLMARSH_EXPORT ImageData {
         std::span<const char> _data;
 };
 
+/** @brief Prints `ImageData::Kind::Path` or `ImageData::Kind(0x..)` */
+QUILLMARSH_EXPORT Debug& operator<<(Debug& debug, ImageData::Kind value);
+
 /**
  * @brief View of a language record
  *
