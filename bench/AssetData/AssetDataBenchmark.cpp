@@ -68,7 +68,7 @@ std::vector<char>& file() {
     static std::vector<char> data = [] {
         std::vector<char> out;
         out.reserve(std::size_t(256) << 20);
-        appendHeaderData(out);
+        Data::appendHeaderData(out);
         std::mt19937 rng{7};
         const std::vector<char> payload(4096, 'x');
         const Data::Magic magics[]{Data::Magic::Font, Data::Magic::Scene, Data::Magic::Rendering, Data::Magic::JsParams};
