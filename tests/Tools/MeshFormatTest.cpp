@@ -451,6 +451,23 @@ TEST(MeshFormatTest, meshChunkNonIndexed) {
     EXPECT_EQ(value<std::uint16_t>(back, 0, 0, 0), 0xabcd);
 }
 
+TEST(MeshFormatTest, meshChunkZeroIndicesIsNonIndexed) {
+    /* Indexed with no indices is a distinct mesh, but the chunk stores count 0 for both */
+    std::vector<char> vertexData(12);
+    std::vector<Trade::MeshAttributeData> attributes;
+    attributes.emplace_back(MeshAttribute::Position, VertexFormat::Vector3, 0, 1, 12);
+    const Trade::MeshData mesh{Trade::MeshPrimitive::Triangles, std::vector<char>{}, Trade::MeshIndexData{Trade::MeshIndexType::UnsignedShort, {}}, std::move(vertexData), std::move(attributes)};
+    ASSERT_TRUE(mesh.isIndexed());
+    EXPECT_EQ(mesh.indexCount(), 0u);
+    std::vector<char> out;
+    createMeshChunk(mesh, {}, {}, {}, out);
+    const Data::MeshData data = Data::AssetChunkView{out}.as<Data::MeshData>();
+    EXPECT_EQ(data.indexCount(), 0u);
+    EXPECT_EQ(data.indexType(), Trade::MeshIndexType::UnsignedShort);
+    EXPECT_FALSE(data.mesh().isIndexed());
+    EXPECT_FALSE(data.meshCopy().isIndexed());
+}
+
 TEST(MeshFormatTest, compressedChunkRoundTrip) {
     for(const std::uint32_t count: {0u, 1u, 300u}) {
         SCOPED_TRACE(count);

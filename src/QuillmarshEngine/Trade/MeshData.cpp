@@ -144,7 +144,8 @@ static_assert(sizeof(MeshAttributeData) == 24, "MeshAttributeData is laid out li
 MeshData::MeshData(MeshPrimitive primitive, std::vector<char>&& indexData, const MeshIndexData& indices, std::vector<char>&& vertexData, std::vector<MeshAttributeData>&& attributes, std::uint32_t vertexCount): _primitive{primitive}, _indexDataFlags{DataFlag::Owned|DataFlag::Mutable}, _vertexDataFlags{DataFlag::Owned|DataFlag::Mutable}, _indexType{indices._type}, _vertexCount{vertexCount}, _indexStorage{std::move(indexData)}, _vertexStorage{std::move(vertexData)}, _indexData{_indexStorage}, _vertexData{_vertexStorage}, _attributes{std::move(attributes)} {
     if(isIndexed()) {
         _indexCount = std::uint32_t(indices._data.size()/meshIndexTypeSize(_indexType));
-        _indexOffset = std::size_t(indices._data.data() - _indexData.data());
+        /* Zero indices may come from any empty view; they sit at the start */
+        _indexOffset = indices._data.empty() ? 0 : std::size_t(indices._data.data() - _indexData.data());
         QUILLMARSH_ASSERT(indices._data.empty() || (indices._data.data() >= _indexData.data() && indices._data.data() + indices._data.size() <= _indexData.data() + _indexData.size()),
             "Trade::MeshData: indices are not contained in passed indexData array", );
     }
@@ -158,7 +159,8 @@ MeshData::MeshData(MeshPrimitive primitive, DataFlags indexDataFlags, std::span<
     QUILLMARSH_ASSERT(!(vertexDataFlags & DataFlag::Owned), "Trade::MeshData: can't construct with non-owned vertex data but" << vertexDataFlags, );
     if(isIndexed()) {
         _indexCount = std::uint32_t(indices._data.size()/meshIndexTypeSize(_indexType));
-        _indexOffset = std::size_t(indices._data.data() - _indexData.data());
+        /* Zero indices may come from any empty view; they sit at the start */
+        _indexOffset = indices._data.empty() ? 0 : std::size_t(indices._data.data() - _indexData.data());
         QUILLMARSH_ASSERT(indices._data.empty() || (indices._data.data() >= _indexData.data() && indices._data.data() + indices._data.size() <= _indexData.data() + _indexData.size()),
             "Trade::MeshData: indices are not contained in passed indexData array", );
     }
