@@ -2,10 +2,12 @@
 
 #include <cmath>
 #include <cstring>
+#include <limits>
 #include <random>
 #include <sstream>
 
 #include "QuillmarshEngine/Data/MeshData.h"
+#include "QuillmarshEngine/Math/Packing.h"
 #include "QuillmarshEngine/Tools/MeshFormat.h"
 
 namespace QuillmarshEngine { namespace Tools { namespace {
@@ -389,6 +391,39 @@ TEST(MeshFormatTest, attributePackers) {
     char out[6]{9, 9, 9, 9, 9, 9};
     packMeshAttributeDataInto(MeshAttribute::ObjectId, StridedArrayView2D<const char>{bytes, {1, 4}, {4, 1}}, StridedArrayView2D<char>{out, {1, 6}, {6, 1}});
     EXPECT_EQ(std::string_view(out, 6), std::string_view("\1\2\3\4\0\0", 6));
+}
+
+TEST(MeshFormatTest, attributePackersMatchMathPacking) {
+    /* The packers' fast rows must give exactly what the math library's packing gives: exact
+       steps, the half-way points between them and their float neighbours, out-of-range values */
+    std::vector<float> values{0.0f, -0.0f, 1.0f, -1.0f, 2.0f, -2.0f, 1e-30f, -1e-30f,
+        std::numeric_limits<float>::infinity(), -std::numeric_limits<float>::infinity(), std::numeric_limits<float>::quiet_NaN()};
+    for(int i = 0; i <= 65535; i += 7) {
+        for(const float max: {65535.0f, 32767.0f}) {
+            const float half = (float(i) + 0.5f)/max;
+            for(const float v: {float(i)/max, half, std::nextafter(half, 0.0f), std::nextafter(half, 2.0f)}) {
+                values.push_back(v);
+                values.push_back(-v);
+            }
+        }
+    }
+    std::mt19937 rng{9};
+    std::uniform_real_distribution<float> range{-1.5f, 1.5f};
+    for(int i = 0; i != 10000; ++i) values.push_back(range(rng));
+    while(values.size() % 8) values.push_back(0.5f);
+
+    for(const std::size_t components: {3u, 4u, 8u}) {
+        const std::size_t rows = values.size()/components;
+        std::vector<std::int16_t> snorm(rows*components);
+        std::vector<std::uint16_t> unorm(rows*components);
+        const StridedArrayView2D<const char> src{reinterpret_cast<const char*>(values.data()), {rows, components*4}, {std::ptrdiff_t(components*4), 1}};
+        packMeshAttributeDataInto(MeshAttribute::Normal, src, StridedArrayView2D<char>{reinterpret_cast<char*>(snorm.data()), {rows, components*2}, {std::ptrdiff_t(components*2), 1}});
+        packMeshAttributeDataInto(MeshAttribute::Weights, src, StridedArrayView2D<char>{reinterpret_cast<char*>(unorm.data()), {rows, components*2}, {std::ptrdiff_t(components*2), 1}});
+        for(std::size_t i = 0; i != rows*components; ++i) {
+            ASSERT_EQ(snorm[i], Math::pack<std::int16_t>(values[i])) << values[i] << " " << components;
+            ASSERT_EQ(unorm[i], Math::pack<std::uint16_t>(values[i])) << values[i] << " " << components;
+        }
+    }
 }
 
 TEST(MeshFormatTest, meshChunkBytes) {

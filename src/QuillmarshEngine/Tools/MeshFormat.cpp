@@ -260,13 +260,54 @@ bool isVectorFormat(VertexFormat format) {
     return Trade::isVertexFormatKnown(format) && Trade::vertexFormatVectorCount(format) == 1;
 }
 
+/* Rows of a size known at compile time: the copy becomes a plain load and store */
+template<std::size_t size> void copyRowsFixed(const StridedArrayView2D<const char>& src, const StridedArrayView2D<char>& dst) {
+    const char* in = src.data();
+    char* out = dst.data();
+    const std::ptrdiff_t inStride = src.stride().rows, outStride = dst.stride().rows;
+    for(std::size_t i = 0; i != src.size().rows; ++i, in += inStride, out += outStride)
+        std::memcpy(out, in, size);
+}
+
 void copyRows(const StridedArrayView2D<const char>& src, const StridedArrayView2D<char>& dst) {
     const std::size_t size = std::min(src.size().columns, dst.size().columns);
     const std::size_t rest = dst.size().columns - size;
+    if(!rest) switch(size) {
+        case 2: return copyRowsFixed<2>(src, dst);
+        case 4: return copyRowsFixed<4>(src, dst);
+        case 8: return copyRowsFixed<8>(src, dst);
+        case 12: return copyRowsFixed<12>(src, dst);
+        case 16: return copyRowsFixed<16>(src, dst);
+        case 32: return copyRowsFixed<32>(src, dst);
+    }
     for(std::size_t i = 0; i != src.size().rows; ++i) {
         char* out = &dst[i][0];
         std::memcpy(out, &src[i][0], size);
         if(rest) std::memset(out + size, 0, rest);
+    }
+}
+
+/* Same result as Math::pack<T>() for every float, which the tests check: the product is taken in
+   float as there, and rounding half away from zero is exact in double at these magnitudes, so
+   truncating the shifted value replaces the libm round() call of the hot loop */
+template<class T> inline T packNormalizedFast(float value) {
+    constexpr float low = std::is_signed_v<T> ? -1.0f : 0.0f;
+    /* NaN fails both comparisons and packs to 0 */
+    const float clamped = value >= low ? (value <= 1.0f ? value : 1.0f) : (value < low ? low : 0.0f);
+    const float product = clamped*float(std::numeric_limits<T>::max());
+    return T(double(product) + (product < 0.0f ? -0.5 : 0.5));
+}
+
+template<class T, std::size_t count> void packRowsFixed(const StridedArrayView2D<const char>& src, const StridedArrayView2D<char>& dst) {
+    const char* in = src.data();
+    char* out = dst.data();
+    const std::ptrdiff_t inStride = src.stride().rows, outStride = dst.stride().rows;
+    for(std::size_t v = 0; v != src.size().rows; ++v, in += inStride, out += outStride) {
+        float values[count];
+        T packed[count];
+        std::memcpy(values, in, sizeof(values));
+        for(std::size_t c = 0; c != count; ++c) packed[c] = packNormalizedFast<T>(values[c]);
+        std::memcpy(out, packed, sizeof(packed));
     }
 }
 
@@ -311,7 +352,26 @@ bool isFloatToSigned(MeshAttribute name) { return name == MeshAttribute::Normal 
 bool isFloatToUnsigned(MeshAttribute name) { return name == MeshAttribute::Color || name == MeshAttribute::Weights; }
 
 /* Copies or converts every attribute of dst that src has, by name and instance */
+/* Rows [begin, begin + count) of a view */
+template<class T> StridedArrayView2D<T> rows(const StridedArrayView2D<T>& view, std::size_t begin, std::size_t count) {
+    return StridedArrayView2D<T>{reinterpret_cast<T*>(reinterpret_cast<typename StridedArrayView2D<T>::ByteType*>(view.data()) + std::ptrdiff_t(begin)*view.stride().rows),
+        {count, view.size().columns}, view.stride()};
+}
+
+/* Copies or converts every attribute of dst that src has, by name and instance. Vertices are
+   done in blocks, every attribute of a block before the next, so that interleaved source and
+   target stay in cache instead of being streamed from memory once per attribute. */
 void convertAttributes(const Trade::MeshData& src, Trade::MeshData& dst) {
+    enum class Kind { Pack, Unpack, Convert };
+    struct Job {
+        Kind kind;
+        MeshAttribute name;
+        VertexFormat srcFormat, dstFormat;
+        std::uint16_t srcArraySize, dstArraySize;
+        StridedArrayView2D<const char> in;
+        StridedArrayView2D<char> out;
+    };
+    std::vector<Job> jobs;
     for(std::uint32_t i = 0; i != dst.attributeCount(); ++i) {
         const MeshAttribute name = dst.attributeName(i);
         if(name == meshAttributeNormalFiller()) continue;
@@ -325,10 +385,9 @@ void convertAttributes(const Trade::MeshData& src, Trade::MeshData& dst) {
         const std::uint16_t srcArraySize = src.attributeArraySize(*id);
         const std::uint16_t dstArraySize = dst.attributeArraySize(i);
         if(Trade::isVertexFormatImplementationSpecific(srcFormat)) continue;
-        const StridedArrayView2D<const char> in = src.attribute(*id);
-        const StridedArrayView2D<char> out = dst.mutableAttribute(i);
 
         /* The common cases of the table go through the batch packers */
+        Kind kind = Kind::Convert;
         if(srcArraySize == dstArraySize && Trade::isVertexFormatKnown(srcFormat)) {
             const VertexFormat srcComponent = Trade::vertexFormatComponentFormat(srcFormat);
             const VertexFormat dstComponent = Trade::vertexFormatComponentFormat(dstFormat);
@@ -337,10 +396,25 @@ void convertAttributes(const Trade::MeshData& src, Trade::MeshData& dst) {
                 ((isFloatToSigned(name) && dstComponent == VertexFormat::Short) || (isFloatToUnsigned(name) && dstComponent == VertexFormat::UnsignedShort));
             const bool packedToFloat = dstComponent == VertexFormat::Float && Trade::isVertexFormatNormalized(srcFormat) &&
                 ((isFloatToSigned(name) && srcComponent == VertexFormat::Short) || (isFloatToUnsigned(name) && srcComponent == VertexFormat::UnsignedShort));
-            if(sameCount && floatToPacked) { packMeshAttributeDataInto(name, in, out); continue; }
-            if(sameCount && packedToFloat) { unpackMeshAttributeDataInto(name, in, out); continue; }
+            if(sameCount && floatToPacked) kind = Kind::Pack;
+            else if(sameCount && packedToFloat) kind = Kind::Unpack;
         }
-        convertAttribute(name, srcFormat, srcArraySize, in, dstFormat, dstArraySize, out);
+        jobs.push_back({kind, name, srcFormat, dstFormat, srcArraySize, dstArraySize, src.attribute(*id), dst.mutableAttribute(i)});
+    }
+
+    constexpr std::size_t BlockSize = 1024;
+    const std::size_t vertexCount = dst.vertexCount();
+    for(std::size_t begin = 0; begin < vertexCount; begin += BlockSize) {
+        const std::size_t count = std::min(BlockSize, vertexCount - begin);
+        for(const Job& job: jobs) {
+            const StridedArrayView2D<const char> in = rows(job.in, begin, count);
+            const StridedArrayView2D<char> out = rows(job.out, begin, count);
+            switch(job.kind) {
+                case Kind::Pack: packMeshAttributeDataInto(job.name, in, out); break;
+                case Kind::Unpack: unpackMeshAttributeDataInto(job.name, in, out); break;
+                case Kind::Convert: convertAttribute(job.name, job.srcFormat, job.srcArraySize, in, job.dstFormat, job.dstArraySize, out); break;
+            }
+        }
     }
 }
 
@@ -417,6 +491,11 @@ void packMeshAttributeDataInto(MeshAttribute attribute, const StridedArrayView2D
 
     const std::size_t count = std::min(src.size().columns/4, dst.size().columns/2);
     const std::size_t rest = dst.size().columns - count*2;
+    /* The layout's own cases: three or four components, or four weights, filling the row */
+    if(!rest && count == 3 && toSigned) return packRowsFixed<std::int16_t, 3>(src, dst);
+    if(!rest && count == 4 && toSigned) return packRowsFixed<std::int16_t, 4>(src, dst);
+    if(!rest && count == 4 && !toSigned) return packRowsFixed<std::uint16_t, 4>(src, dst);
+    if(!rest && count == 8 && !toSigned) return packRowsFixed<std::uint16_t, 8>(src, dst);
     for(std::size_t v = 0; v != src.size().rows; ++v) {
         const char* in = &src[v][0];
         char* out = &dst[v][0];
