@@ -81,6 +81,8 @@ template<class T> class BoundingSphere {
         T _radius;
 };
 
+static_assert(sizeof(BoundingSphere<float>) == 16, "Math::BoundingSphere: the layout is stored in mesh records");
+
 /** @brief Prints `BoundingSphere({x, y, z}, radius)`; instantiated for float and double */
 template<class T> QUILLMARSH_EXPORT Debug& operator<<(Debug& debug, const BoundingSphere<T>& value);
 

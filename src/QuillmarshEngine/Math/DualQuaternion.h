@@ -200,6 +200,58 @@ template<class T> DualQuaternion<T> DualQuaternion<T>::fromMatrix(const Matrix4<
     return {rotation, Quaternion<T>{matrix.translation()/T(2), T(0)}*rotation};
 }
 
+namespace Implementation {
+    /* A*(conj(A)*B)^t for unit A and B, with the power taken through the screw parameters of
+       conj(A)*B: angle, pitch (translation along the axis), direction and moment */
+    template<class T> DualQuaternion<T> screwInterpolate(const DualQuaternion<T>& a, const DualQuaternion<T>& b, const T t) {
+        const DualQuaternion<T> difference = a.quaternionConjugated()*b;
+        const Quaternion<T>& real = difference.real();
+        const Quaternion<T>& dual = difference.dual();
+        const T inverseSinHalfAngle = real.vector().lengthInverted();
+        const Vector3<T> direction = real.vector()*inverseSinHalfAngle;
+        const T halfAngle = T(std::acos(clamp(real.scalar(), T(-1), T(1))));
+        const T pitch = T(-2)*dual.scalar()*inverseSinHalfAngle;
+        const Vector3<T> moment = (dual.vector() - direction*(pitch*T(0.5)*real.scalar()))*inverseSinHalfAngle;
+
+        const T sine = T(std::sin(t*halfAngle));
+        const T cosine = T(std::cos(t*halfAngle));
+        const T halfPitch = t*pitch*T(0.5);
+        return a*DualQuaternion<T>{{direction*sine, cosine}, {moment*sine + direction*(halfPitch*cosine), -halfPitch*sine}};
+    }
+}
+
+/**
+ * @brief Screw linear interpolation of two unit dual quaternions
+ *
+ * Moves along the screw motion from @p normalizedA to @p normalizedB with constant rotation and
+ * translation speed: `A*(conj(A)*B)^t`. Not along the shortest path, see
+ * @ref sclerpShortestPath(). When the rotations are nearly parallel (the absolute dot product of
+ * the real parts at least `1 - epsilon`) the result is the rotation of A with the translations
+ * interpolated linearly. Expects both normalized, not checked.
+ */
+template<class T> DualQuaternion<T> sclerp(const DualQuaternion<T>& normalizedA, const DualQuaternion<T>& normalizedB, const T t) {
+    const T cosHalfAngle = dot(normalizedA.real(), normalizedB.real());
+    if((cosHalfAngle < T(0) ? -cosHalfAngle : cosHalfAngle) >= T(1) - TypeTraits<T>::epsilon())
+        return DualQuaternion<T>::translation(lerp(normalizedA.translation(), normalizedB.translation(), t))*DualQuaternion<T>{normalizedA.real()};
+    return Implementation::screwInterpolate(normalizedA, normalizedB, t);
+}
+
+/**
+ * @brief Screw linear interpolation along the shortest path
+ *
+ * Like @ref sclerp(), with @p normalizedB negated first when the real parts have a negative dot
+ * product (B and -B are the same transformation).
+ */
+template<class T> DualQuaternion<T> sclerpShortestPath(const DualQuaternion<T>& normalizedA, const DualQuaternion<T>& normalizedB, const T t) {
+    const T cosHalfAngle = dot(normalizedA.real(), normalizedB.real());
+    if((cosHalfAngle < T(0) ? -cosHalfAngle : cosHalfAngle) >= T(1) - TypeTraits<T>::epsilon())
+        return DualQuaternion<T>::translation(lerp(normalizedA.translation(), normalizedB.translation(), t))*DualQuaternion<T>{normalizedA.real()};
+    return Implementation::screwInterpolate(normalizedA, cosHalfAngle < T(0) ? -normalizedB : normalizedB, t);
+}
+
+static_assert(sizeof(DualQuaternion<float>) == 32 && std::is_standard_layout_v<DualQuaternion<float>>,
+    "Math::DualQuaternion: the layout is stored in columns and files");
+
 /** @brief Prints `DualQuaternion({{x, y, z}, w}, {{x, y, z}, w})`; instantiated for float and double */
 template<class T> QUILLMARSH_EXPORT Debug& operator<<(Debug& debug, const DualQuaternion<T>& value);
 

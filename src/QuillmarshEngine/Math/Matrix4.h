@@ -223,6 +223,8 @@ template<class T> class Matrix4: public Matrix<4, T> {
         }
 };
 
+static_assert(sizeof(Matrix4<float>) == 64, "Math::Matrix4: the layout is stored in columns and files");
+
 }}
 
 #endif

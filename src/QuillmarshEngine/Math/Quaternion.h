@@ -221,7 +221,8 @@ template<class T> T halfAngle(const Quaternion<T>& normalizedA, const Quaternion
  * @brief Normalized linear interpolation
  *
  * `normalize((1 - t)*a + t*b)`. Not along the shortest path: see @ref lerpShortestPath().
- * Expects both quaternions normalized, aborts otherwise.
+ * Expects both quaternions normalized. Like the other interpolations this runs per key and per
+ * frame on imported data, so it does not check; the result is normalized regardless.
  */
 template<class T> Quaternion<T> lerp(const Quaternion<T>& normalizedA, const Quaternion<T>& normalizedB, T t);
 
@@ -234,7 +235,7 @@ template<class T> Quaternion<T> lerpShortestPath(const Quaternion<T>& normalized
  * With `d = dot(a, b)`: when `|d| > 1 - epsilon/2` the quaternions are nearly parallel and the
  * result is `(1 - t)*a' + t*b`, unnormalized, where `a'` is `a` negated if `d < 0`; otherwise with
  * `angle = acos(d)` it is `(sin((1 - t)*angle)*a + sin(t*angle)*b)/sin(angle)`, not along the
- * shortest path. Expects both quaternions normalized, aborts otherwise.
+ * shortest path. Expects both quaternions normalized, not checked.
  */
 template<class T> Quaternion<T> slerp(const Quaternion<T>& normalizedA, const Quaternion<T>& normalizedB, T t);
 
@@ -243,7 +244,7 @@ template<class T> Quaternion<T> slerp(const Quaternion<T>& normalizedA, const Qu
  *
  * `a` is negated when the dot product is negative; when the absolute dot product is at least
  * `1 - epsilon` the result is the unnormalized linear interpolation. Expects both quaternions
- * normalized, aborts otherwise.
+ * normalized, not checked.
  */
 template<class T> Quaternion<T> slerpShortestPath(const Quaternion<T>& normalizedA, const Quaternion<T>& normalizedB, T t);
 
@@ -287,8 +288,6 @@ template<class T> Quaternion<T> Quaternion<T>::fromMatrix(const Matrix<3, T>& ma
 }
 
 template<class T> Quaternion<T> lerp(const Quaternion<T>& normalizedA, const Quaternion<T>& normalizedB, const T t) {
-    QUILLMARSH_ASSERT(normalizedA.isNormalized() && normalizedB.isNormalized(),
-        "Math::lerp(): quaternions" << normalizedA << "and" << normalizedB << "are not normalized", {});
     return ((T(1) - t)*normalizedA + t*normalizedB).normalized();
 }
 
@@ -297,8 +296,6 @@ template<class T> Quaternion<T> lerpShortestPath(const Quaternion<T>& normalized
 }
 
 template<class T> Quaternion<T> slerp(const Quaternion<T>& normalizedA, const Quaternion<T>& normalizedB, const T t) {
-    QUILLMARSH_ASSERT(normalizedA.isNormalized() && normalizedB.isNormalized(),
-        "Math::slerp(): quaternions" << normalizedA << "and" << normalizedB << "are not normalized", {});
     const T cosHalfAngle = dot(normalizedA, normalizedB);
     /* Nearly parallel: the sine below would be close to zero */
     if((cosHalfAngle < T(0) ? -cosHalfAngle : cosHalfAngle) > T(1) - T(0.5)*TypeTraits<T>::epsilon()) {
@@ -310,8 +307,6 @@ template<class T> Quaternion<T> slerp(const Quaternion<T>& normalizedA, const Qu
 }
 
 template<class T> Quaternion<T> slerpShortestPath(const Quaternion<T>& normalizedA, const Quaternion<T>& normalizedB, const T t) {
-    QUILLMARSH_ASSERT(normalizedA.isNormalized() && normalizedB.isNormalized(),
-        "Math::slerpShortestPath(): quaternions" << normalizedA << "and" << normalizedB << "are not normalized", {});
     const T cosHalfAngle = dot(normalizedA, normalizedB);
     const Quaternion<T> a = cosHalfAngle < T(0) ? -normalizedA : normalizedA;
     const T absCos = cosHalfAngle < T(0) ? -cosHalfAngle : cosHalfAngle;
@@ -320,6 +315,8 @@ template<class T> Quaternion<T> slerpShortestPath(const Quaternion<T>& normalize
     const T halfAngle = T(std::acos(absCos));
     return (T(std::sin((T(1) - t)*halfAngle))*a + T(std::sin(t*halfAngle))*normalizedB)/T(std::sin(halfAngle));
 }
+
+static_assert(sizeof(Quaternion<float>) == 16, "Math::Quaternion: the layout is stored in columns and files");
 
 /** @brief Prints `Quaternion({x, y, z}, w)`; instantiated for float and double */
 template<class T> QUILLMARSH_EXPORT Debug& operator<<(Debug& debug, const Quaternion<T>& value);

@@ -148,6 +148,8 @@ template<std::size_t dimensions, class T> constexpr Range<dimensions, T> interse
     return {max(a.min(), b.min()), min(a.max(), b.max())};
 }
 
+static_assert(sizeof(Range<1, std::uint16_t>) == 4, "Math::Range: the layout is stored in columns");
+
 /**
  * @brief Prints `Range(1, 3)` in one dimension, `Range({1, 2}, {3, 4})` above
  *

@@ -4,6 +4,7 @@ list(APPEND QuillmarshEngine_SRCS
     Math/BoundingSphere.cpp
     Math/Dual.cpp
     Math/DualQuaternion.cpp
+    Math/Half.cpp
     Math/Matrix.cpp
     Math/Packing.cpp
     Math/Quaternion.cpp

@@ -8,7 +8,8 @@
  * short names in @ref QuillmarshEngine (`Vector3` = `Math::Vector3<float>`, `Vector3i` =
  * `Math::Vector3<std::int32_t>`, `Vector2ui`, `Vector4us`, `Matrix4`, `Quaternion`,
  * `DualQuaternion`, `Color4`, `Range1Dus`, ...). Suffixes: none = float, `d` = double, `i` = 32-bit
- * signed, `ui` = 32-bit unsigned, `s` / `us` = 16-bit, `b` / `ub` = 8-bit.
+ * signed, `ui` = 32-bit unsigned, `s` / `us` = 16-bit, `b` / `ub` = 8-bit, `h` = @ref Math::Half
+ * (storage only: `Vector3h` holds three halves, convert with @ref Math::packHalf()).
  */
 
 #include <cstddef>
@@ -32,6 +33,7 @@ template<class T> class Dual;
 template<class T> class DualQuaternion;
 template<std::size_t dimensions, class T> class Range;
 template<class T> class BoundingSphere;
+class Half;
 
 template<class T> using Matrix2x2 = Matrix<2, T>;
 template<class T> using Matrix3x3 = Matrix<3, T>;
@@ -97,6 +99,11 @@ typedef Math::Range1D<std::uint32_t> Range1Dui;
 typedef Math::Range1D<std::uint16_t> Range1Dus;
 
 typedef Math::BoundingSphere<float> BoundingSphere;
+
+typedef Math::Half Half;
+typedef Math::Vector<2, Math::Half> Vector2h;
+typedef Math::Vector<3, Math::Half> Vector3h;
+typedef Math::Vector<4, Math::Half> Vector4h;
 
 }
 

@@ -80,6 +80,8 @@ template<class T> constexpr Vector3<T> cross(const Vector<3, T>& a, const Vector
             a[0]*b[1] - b[0]*a[1]};
 }
 
+static_assert(sizeof(Vector3<float>) == 12, "Math::Vector3: the layout is stored in columns and files");
+
 }}
 
 #endif

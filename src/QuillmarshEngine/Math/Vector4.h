@@ -64,6 +64,8 @@ template<class T> class Vector4: public Vector<4, T> {
         Vector4<T> projected(const Vector<4, T>& line) const { return Vector<4, T>::projected(line); }
 };
 
+static_assert(sizeof(Vector4<float>) == 16, "Math::Vector4: the layout is stored in columns and files");
+
 }}
 
 #endif

@@ -1,0 +1,46 @@
+# Script mode: cmake -DMANIFEST=<file> -DOUTPUT=<file.cpp> -P QuillmarshResourceCompile.cmake
+# Each manifest line is "group|path|name". Files become zero-terminated character arrays; the
+# groups become the table that Utils::Resource searches.
+cmake_minimum_required(VERSION 3.20)
+
+
+file(STRINGS ${MANIFEST} entries)
+set(out "/* Generated from ${MANIFEST}; do not edit */\n#include \"QuillmarshEngine/Utils/Resource.h\"\n\nnamespace QuillmarshEngine { namespace Utils { namespace Implementation {\n\nnamespace {\n\n")
+set(groups "")
+set(index 0)
+foreach(entry ${entries})
+    string(REPLACE "|" ";" parts "${entry}")
+    list(GET parts 0 group)
+    list(GET parts 1 path)
+    list(GET parts 2 name)
+    file(READ ${path} hex HEX)
+    string(LENGTH "${hex}" hexLength)
+    math(EXPR size "${hexLength}/2")
+    string(REGEX REPLACE "([0-9a-f][0-9a-f])" "'\\\\x\\1'," bytes "${hex}")
+    string(APPEND out "const char File${index}[] = {${bytes}'\\0'};\n")
+    if(NOT group IN_LIST groups)
+        list(APPEND groups ${group})
+        set(files_${group} "")
+    endif()
+    string(APPEND files_${group} "    {\"${name}\", {File${index}, ${size}}},\n")
+    math(EXPR index "${index} + 1")
+endforeach()
+
+foreach(group ${groups})
+    string(APPEND out "\nconst ResourceFile Files${group}[] = {\n${files_${group}}};\n")
+endforeach()
+string(APPEND out "\n}\n\nextern const ResourceGroup ResourceGroups[] = {\n")
+list(LENGTH groups groupCount)
+foreach(group ${groups})
+    string(APPEND out "    {\"${group}\", Files${group}, sizeof(Files${group})/sizeof(ResourceFile)},\n")
+endforeach()
+string(APPEND out "};\nextern const std::size_t ResourceGroupCount = ${groupCount};\n\n}}}\n")
+
+# Rewrite only on change so that dependents are not rebuilt needlessly
+if(EXISTS ${OUTPUT})
+    file(READ ${OUTPUT} previous)
+    if(previous STREQUAL out)
+        return()
+    endif()
+endif()
+file(WRITE ${OUTPUT} "${out}")

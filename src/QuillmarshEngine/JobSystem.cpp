@@ -1,0 +1,520 @@
+#include "QuillmarshEngine/JobSystem.h"
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
+#include <string>
+#include <thread>
+
+#include "QuillmarshEngine/Assert.h"
+#include "QuillmarshEngine/Logging.h"
+#include "QuillmarshEngine/LoggingScope.h"
+
+namespace QuillmarshEngine {
+
+namespace {
+
+constexpr int RingMask = JobSystem::Capacity - 1;
+static_assert((JobSystem::Capacity & RingMask) == 0, "the ring capacity must be a power of two");
+
+/* Worker threads set their index 1..N; every other thread is worker 0 */
+thread_local int WorkerId = 0;
+/* The job the thread executes, -1 outside a job; restored (not reset) after a nested job */
+thread_local int JobId = -1;
+/* How many jobs are on this thread's stack (nested through the waiting functions) */
+thread_local int JobDepth = 0;
+/* Slot of the last job that returned Repeat on this thread: the next scan starts after it, so a
+   repeating job cannot starve the ones behind it */
+thread_local int RepeatSlot = -1;
+
+/* The ring lock. It is only ever held for a scan and some bookkeeping, so a contended lock spins
+   briefly before it sleeps on a futex (through std::atomic::wait); with workers, the main thread
+   and dispatching threads sharing few cores, sleeping at once costs far more than the wait */
+class RingMutex {
+    public:
+        void lock() {
+            for(int i = 0; i != SpinCount + YieldCount; ++i) {
+                int expected = 0;
+                if(_state.load(std::memory_order_relaxed) == 0 &&
+                   _state.compare_exchange_weak(expected, 1, std::memory_order_acquire, std::memory_order_relaxed))
+                    return;
+                /* With more threads than cores the holder may have been preempted: give it the
+                   core before sleeping */
+                if(i < SpinCount) pause();
+                else std::this_thread::yield();
+            }
+            /* 2 means locked with possible sleepers, so that unlock() knows to wake one */
+            while(_state.exchange(2, std::memory_order_acquire) != 0)
+                _state.wait(2, std::memory_order_relaxed);
+        }
+
+        void unlock() {
+            if(_state.exchange(0, std::memory_order_release) == 2)
+                _state.notify_one();
+        }
+
+        static void pause() {
+            #if defined(__x86_64__) || defined(__i386__)
+            __builtin_ia32_pause();
+            #endif
+        }
+
+    private:
+        static constexpr int SpinCount = 64;
+        static constexpr int YieldCount = 16;
+
+        std::atomic<int> _state{0};
+};
+
+/* Checks of the queue an idle worker makes before it goes to sleep */
+constexpr int IdleSpinCount = 2048;
+
+}
+
+struct JobSystem::State {
+    std::vector<std::thread> threads;
+    std::condition_variable condition;
+    std::mutex waitMutex;
+    /* The lock, the flag idle workers poll and the counters each get a cache line, so that
+       pollers do not take the line away from the lock holder */
+    alignas(64) RingMutex jobsMutex;
+    alignas(64) std::atomic<bool> running{true};
+    alignas(64) std::atomic<std::int32_t> runningJobs{0};
+    std::atomic<std::int32_t> queuedMainJobs{0};
+    std::atomic<std::int32_t> queuedJobs{0};
+    /* Queued jobs of both kinds plus running ones, changed in the same critical sections as the
+       three counters above. idle() and waitForIdle() read this one value: reading the separate
+       counters one after another could see a job that moves between queued and running in
+       neither. */
+    std::atomic<std::int32_t> activeJobs{0};
+    /* Copy of JobSystem::_count for the check update() makes without the lock */
+    std::atomic<std::int32_t> count{0};
+    /* Workers going to sleep or asleep, so that a dispatch nobody needs to hear about skips the
+       wake-up. A worker raises it with the ring lock held, after it saw queuedJobs at zero in the
+       same critical section; a dispatcher reads it in the critical section that raises
+       queuedJobs. Whichever comes second sees the other. */
+    std::atomic<std::int32_t> sleepers{0};
+    alignas(64) int threadCount = 0;
+};
+
+namespace {
+
+/* The counters are only changed with the ring lock held, so a plain load and a releasing store
+   suffice there; readers without the lock acquire */
+inline void add(std::atomic<std::int32_t>& counter, const std::int32_t delta) {
+    counter.store(counter.load(std::memory_order_relaxed) + delta, std::memory_order_release);
+}
+
+/* Called after raising queuedJobs with the ring lock held, or after releasing it, when a worker
+   was seen asleep in that critical section. Taking waitMutex orders the wake-up after the
+   sleeper's predicate check: a worker that checked queuedJobs but has not started waiting still
+   holds the mutex. */
+void wake(std::mutex& waitMutex, std::condition_variable& condition) {
+    { std::lock_guard<std::mutex> lock{waitMutex}; }
+    condition.notify_one();
+}
+}
+
+Debug& operator<<(Debug& debug, JobFlag value) {
+    switch(value) {
+        case JobFlag::MainThread: return Implementation::printEnumValue(debug, "JobFlag", "MainThread");
+        case JobFlag::Running: return Implementation::printEnumValue(debug, "JobFlag", "Running");
+        case JobFlag::Finished: return Implementation::printEnumValue(debug, "JobFlag", "Finished");
+        case JobFlag::Succeeded: return Implementation::printEnumValue(debug, "JobFlag", "Succeeded");
+        case JobFlag::Cancelled: return Implementation::printEnumValue(debug, "JobFlag", "Cancelled");
+        case JobFlag::IgnoreFailedDependencies: return Implementation::printEnumValue(debug, "JobFlag", "IgnoreFailedDependencies");
+    }
+    return Implementation::printUnknownEnum(debug, "JobFlag", std::uint8_t(value));
+}
+
+Debug& operator<<(Debug& debug, JobFlags value) {
+    return Implementation::enumSetDebugOutput(debug, value, "JobFlags{}", {
+        JobFlag::MainThread, JobFlag::Running, JobFlag::Finished, JobFlag::Succeeded,
+        JobFlag::Cancelled, JobFlag::IgnoreFailedDependencies});
+}
+
+Debug& operator<<(Debug& debug, JobResult value) {
+    switch(value) {
+        case JobResult::Failed: return Implementation::printEnumValue(debug, "JobResult", "Failed");
+        case JobResult::Succeeded: return Implementation::printEnumValue(debug, "JobResult", "Succeeded");
+        case JobResult::Repeat: return Implementation::printEnumValue(debug, "JobResult", "Repeat");
+    }
+    return Implementation::printUnknownEnum(debug, "JobResult", std::uint8_t(value));
+}
+
+JobSystem::JobSystem(int threads, bool start): _flags{new JobFlags[Capacity]{}}, _functions{new Job[Capacity]}, _dependencies{new std::vector<int>[Capacity]}, _head{0}, _count{0}, _scanStart{0}, _state{new State} {
+    QUILLMARSH_ASSERT(threads >= 1, "JobSystem::JobSystem(): too few threads", );
+    _state->threadCount = threads;
+    setCurrentThreadName("Main");
+    if(start) this->start();
+}
+
+JobSystem::~JobSystem() {
+    State& s = *_state;
+    {
+        std::lock_guard<std::mutex> lock{s.waitMutex};
+        s.running.store(false);
+    }
+    cancelAll();
+    s.condition.notify_all();
+    for(std::thread& thread: s.threads) thread.join();
+}
+
+void JobSystem::start() {
+    State& s = *_state;
+    s.threads.reserve(std::size_t(s.threadCount));
+    for(int i = 1; i <= s.threadCount; ++i)
+        s.threads.emplace_back([this, i] { threadRun(i); });
+    Debug{} << "Async jobs threads started with" << s.threadCount << "threads";
+}
+
+bool JobSystem::threadsSupported() { return true; }
+
+int JobSystem::workerCount() const { return _state->threadCount + 1; }
+
+int JobSystem::workerId() { return WorkerId; }
+
+int JobSystem::currentJobId() { return JobId; }
+
+void JobSystem::threadRun(const int id) {
+    WorkerId = id;
+    setCurrentThreadName("Worker " + std::to_string(id));
+    LoggingScope scope;
+    while(_state->running.load()) step(id, false, true, true);
+}
+
+int JobSystem::addJob() {
+    if(_count == MaxInFlight) return -1;
+    const int id = (_head + _count) & RingMask;
+    ++_count;
+    _state->count.store(_count, std::memory_order_relaxed);
+    return id;
+}
+
+void JobSystem::popJobs(const int n) {
+    _head = (_head + n) & RingMask;
+    _count -= n;
+    _scanStart = _scanStart > n ? _scanStart - n : 0;
+    _state->count.store(_count, std::memory_order_relaxed);
+}
+
+void JobSystem::freeJob(const int id) {
+    _functions[id].reset();
+}
+
+bool JobSystem::isIndexValidUnsafe(const int id) const {
+    if(id < 0 || id >= Capacity) return false;
+    return ((id - _head) & RingMask) < _count;
+}
+
+bool JobSystem::isIndexValid(const int id) const {
+    std::lock_guard<RingMutex> lock{_state->jobsMutex};
+    return isIndexValidUnsafe(id);
+}
+
+int JobSystem::dispatchFunc(Job&& job, const std::span<const int> dependencies, JobFlags flags) {
+    State& s = *_state;
+    flags = flags & (JobFlag::MainThread|JobFlag::IgnoreFailedDependencies);
+    const bool main = bool(flags & JobFlag::MainThread);
+
+    int id;
+    bool sleeping;
+    {
+        std::lock_guard<RingMutex> lock{s.jobsMutex};
+        id = addJob();
+        if(id == -1) return -1;
+
+        add(main ? s.queuedMainJobs : s.queuedJobs, 1);
+        add(s.activeJobs, 1);
+        sleeping = !main && s.sleepers.load(std::memory_order_relaxed) > 0;
+        _functions[id] = std::move(job);
+        _flags[id] = flags;
+
+        /* Only ids naming an occupied entry are kept; the new job's own slot was free when the
+           caller named it, so it cannot be meant */
+        /* Only written when it changes, so that dispatching jobs without dependencies does not
+           take the cache line of the neighbouring slots' lists away from a scanning worker */
+        std::vector<int>& list = _dependencies[id];
+        if(!list.empty()) list.clear();
+        if(!dependencies.empty()) {
+            list.reserve(dependencies.size());
+            for(const int dependency: dependencies)
+                if(dependency != id && isIndexValidUnsafe(dependency))
+                    list.push_back(dependency);
+        }
+    }
+
+    if(sleeping) wake(s.waitMutex, s.condition);
+    return id;
+}
+
+int JobSystem::acquireJob(const int worker, const bool mainOnly) {
+    const JobFlags mask = JobFlag::Running|JobFlag::Finished|JobFlag::Cancelled|
+        (worker != 0 || mainOnly ? JobFlags{JobFlag::MainThread} : JobFlags{});
+    const JobFlags expected = worker == 0 && mainOnly ? JobFlags{JobFlag::MainThread} : JobFlags{};
+
+    /* No scan takes a finished or running entry, so the run of them at the head is skipped for
+       good instead of being walked by every scan; only a Repeat puts an entry back before it */
+    while(_scanStart < _count && (_flags[(_head + _scanStart) & RingMask] & (JobFlag::Finished|JobFlag::Running)))
+        ++_scanStart;
+    const int begin = _scanStart;
+    const int span = _count - begin;
+
+    int first = begin;
+    if(RepeatSlot != -1) {
+        const int offset = (RepeatSlot - _head) & RingMask;
+        if(offset >= begin && offset < _count) first = offset + 1;
+        RepeatSlot = -1;
+    }
+
+    for(int i = 0; i != span; ++i) {
+        int offset = first + i;
+        if(offset >= _count) offset -= span;
+        const int id = (_head + offset) & RingMask;
+        const JobFlags flags = _flags[id];
+        if((flags & mask) != expected) continue;
+
+        JobFlags state = JobFlag::Finished|JobFlag::Succeeded;
+        for(const int dependency: _dependencies[id]) {
+            /* A dependency is always older than its dependant. An id at or past the dependant's
+               own position is no longer in the ring, or names a newer job that reused the slot
+               after the named one was retired; either way the named job is done with. */
+            if(((dependency - _head) & RingMask) >= offset) continue;
+            state &= _flags[dependency];
+        }
+        if(!(state & JobFlag::Finished)) continue;
+        if(!(state & JobFlag::Succeeded) && !(flags & JobFlag::IgnoreFailedDependencies)) {
+            cancelUnsafe(id);
+            continue;
+        }
+
+        _flags[id] = flags|JobFlag::Running;
+        return id;
+    }
+
+    return -1;
+}
+
+bool JobSystem::step(const int worker, const bool mainOnly, const bool mayBlock, const bool chain) {
+    State& s = *_state;
+    std::unique_lock<RingMutex> lock{s.jobsMutex};
+    int id = acquireJob(worker, mainOnly);
+
+    if(id == -1) {
+        if(worker == 0 || !mayBlock) return false;
+        /* Queued jobs waiting for running dependencies: try again soon */
+        if(s.queuedJobs.load() > 0) {
+            lock.unlock();
+            std::this_thread::yield();
+            return false;
+        }
+        /* Nothing queued. A host dispatching a stream of jobs keeps the queue short, so stay
+           awake briefly: a dispatch that finds every worker asleep pays for a futex wake-up */
+        lock.unlock();
+        for(int i = 0; i != IdleSpinCount && s.queuedJobs.load(std::memory_order_relaxed) <= 0 && s.running.load(std::memory_order_relaxed); ++i) {
+            if(i < IdleSpinCount/2) RingMutex::pause();
+            else std::this_thread::yield();
+        }
+        lock.lock();
+        if(s.queuedJobs.load(std::memory_order_relaxed) > 0) return false;
+        s.sleepers.fetch_add(1);
+        /* Lock order: jobsMutex, then waitMutex */
+        std::unique_lock<std::mutex> waitLock{s.waitMutex};
+        lock.unlock();
+        while(s.running.load() && s.queuedJobs.load() <= 0)
+            s.condition.wait(waitLock);
+        s.sleepers.fetch_sub(1);
+        return false;
+    }
+
+    /* A worker thread goes on with the next acceptable job without releasing the lock in
+       between, which saves one lock round trip per job */
+    do run(id);
+    while(chain && s.running.load(std::memory_order_relaxed) && (id = acquireJob(worker, mainOnly)) != -1);
+    return true;
+}
+
+void JobSystem::run(const int id) {
+    State& s = *_state;
+    RingMutex& lock = s.jobsMutex;
+    const bool main = bool(_flags[id] & JobFlag::MainThread);
+    std::atomic<std::int32_t>& queued = main ? s.queuedMainJobs : s.queuedJobs;
+    /* Counted as running before it stops being counted as queued */
+    add(s.runningJobs, 1);
+    add(queued, -1);
+    lock.unlock();
+
+    /* A running slot's callable is touched by nobody else: dispatch only reuses retired slots
+       and cancelling a running job only marks it */
+    const int previousJobId = JobId;
+    JobId = id;
+    ++JobDepth;
+    const JobResult result = _functions[id](*this, id);
+    --JobDepth;
+    JobId = previousJobId;
+    if(result != JobResult::Repeat) freeJob(id);
+
+    /* A repeating job cancelled meanwhile is destroyed after the lock is released */
+    Job cancelledRepeat;
+    lock.lock();
+    const JobFlags flags = _flags[id];
+    if(result == JobResult::Repeat && !(flags & JobFlag::Cancelled)) {
+        _flags[id] = flags & ~JobFlags{JobFlag::Running};
+        add(queued, 1);
+        add(s.runningJobs, -1);
+        RepeatSlot = id;
+        const int offset = (id - _head) & RingMask;
+        if(offset < _scanStart) _scanStart = offset;
+        /* Lock order: jobsMutex, then waitMutex */
+        if(!main && s.sleepers.load(std::memory_order_relaxed) > 0) wake(s.waitMutex, s.condition);
+    } else {
+        if(result == JobResult::Repeat) {
+            cancelledRepeat = std::move(_functions[id]);
+            lock.unlock();
+            cancelledRepeat.reset();
+            lock.lock();
+        }
+        JobFlags finished = (flags & ~JobFlags{JobFlag::Running})|JobFlag::Finished;
+        if(result == JobResult::Succeeded && !(flags & JobFlag::Cancelled))
+            finished |= JobFlag::Succeeded;
+        _flags[id] = finished;
+        add(s.runningJobs, -1);
+        add(s.activeJobs, -1);
+    }
+}
+
+bool JobSystem::threadStep(const int worker, const bool mainOnly) {
+    return step(worker, mainOnly, true, false);
+}
+
+void JobSystem::compact() {
+    State& s = *_state;
+    if(s.count.load(std::memory_order_relaxed) <= RetainedTail - 1) return;
+
+    std::lock_guard<RingMutex> lock{s.jobsMutex};
+    compactLocked();
+}
+
+void JobSystem::compactLocked() {
+    if(_count <= RetainedTail) return;
+
+    const int max = _count - RetainedTail;
+    int n = 0;
+    bool unsuccessful = false;
+    for(; n != max; ++n) {
+        const JobFlags flags = _flags[(_head + n) & RingMask];
+        if(!(flags & JobFlag::Finished) && !((flags & JobFlag::Cancelled) && !(flags & JobFlag::Running)))
+            break;
+        if(!(flags & JobFlag::Succeeded)) unsuccessful = true;
+    }
+    if(!n) return;
+
+    /* Once retired, a failed or cancelled job would count as satisfied: cancel the dependants
+       that have not been examined yet now, while the failure is still known */
+    if(unsuccessful) for(int offset = n; offset != _count; ++offset) {
+        const int id = (_head + offset) & RingMask;
+        const JobFlags flags = _flags[id];
+        if(flags & (JobFlag::Finished|JobFlag::Running|JobFlag::IgnoreFailedDependencies))
+            continue;
+        for(const int dependency: _dependencies[id]) {
+            if(((dependency - _head) & RingMask) < n && !(_flags[dependency] & JobFlag::Succeeded)) {
+                cancelUnsafe(id);
+                break;
+            }
+        }
+    }
+
+    popJobs(n);
+}
+
+bool JobSystem::update(const bool mainOnly) {
+    State& s = *_state;
+    std::unique_lock<RingMutex> lock{s.jobsMutex};
+    const int id = acquireJob(0, mainOnly);
+    if(id != -1) run(id);
+    /* Compaction follows in the same critical section instead of taking the lock again */
+    compactLocked();
+    return id != -1;
+}
+
+void JobSystem::cancelUnsafe(const int id) {
+    if(!isIndexValidUnsafe(id)) return;
+    JobFlags flags = _flags[id];
+    if(flags & JobFlag::Finished) return;
+
+    flags |= JobFlag::Cancelled;
+    if(!(flags & JobFlag::Running)) {
+        State& s = *_state;
+        add(flags & JobFlag::MainThread ? s.queuedMainJobs : s.queuedJobs, -1);
+        add(s.activeJobs, -1);
+        flags |= JobFlag::Finished;
+        freeJob(id);
+    }
+    _flags[id] = flags;
+}
+
+void JobSystem::cancel(const int id) {
+    std::lock_guard<RingMutex> lock{_state->jobsMutex};
+    cancelUnsafe(id);
+}
+
+void JobSystem::cancelAll() {
+    std::lock_guard<RingMutex> lock{_state->jobsMutex};
+    const int own = JobId;
+    for(int offset = 0; offset != _count; ++offset) {
+        const int id = (_head + offset) & RingMask;
+        if(id != own) cancelUnsafe(id);
+    }
+}
+
+int JobSystem::runningJobCount() const { return _state->runningJobs.load(); }
+
+int JobSystem::queuedJobCount() const { return _state->queuedJobs.load() + _state->queuedMainJobs.load(); }
+
+int JobSystem::queuedNonMainJobCount() const { return _state->queuedJobs.load(); }
+
+bool JobSystem::idle() const { return _state->activeJobs.load() == 0; }
+
+bool JobSystem::pump() {
+    /* Inside a job on a worker thread the step must not sleep (the jobs still running would not
+       wake it) and must not take main-thread jobs */
+    const int worker = WorkerId;
+    if(worker == 0) return update(false);
+    const bool ran = step(worker, false, false, false);
+    compact();
+    return ran;
+}
+
+void JobSystem::waitForIdle() {
+    /* Every job on this thread's stack is running and waits here; they are not waited for */
+    const int own = JobDepth;
+    while(_state->activeJobs.load() > own)
+        if(!pump()) std::this_thread::yield();
+}
+
+JobFlags JobSystem::readFlags(const int id) const {
+    std::lock_guard<RingMutex> lock{_state->jobsMutex};
+    return _flags[id];
+}
+
+JobFlags JobSystem::jobFlags(const int id) const {
+    QUILLMARSH_ASSERT(id >= 0 && id < Capacity, "JobSystem::jobFlags(): invalid job id" << id, {});
+    return readFlags(id);
+}
+
+void JobSystem::updateUntilTerminated(const int id) {
+    QUILLMARSH_ASSERT(id >= 0 && id < Capacity, "JobSystem::updateUntilTerminated(): invalid job id" << id, );
+    while(!(readFlags(id) & JobFlag::Finished)) {
+        pump();
+        std::this_thread::sleep_for(std::chrono::nanoseconds{1000000});
+    }
+}
+
+void JobSystem::waitForTermination(const int id) {
+    QUILLMARSH_ASSERT(id >= 0 && id < Capacity, "JobSystem::waitForTermination(): invalid job id" << id, );
+    while(!(readFlags(id) & JobFlag::Finished))
+        std::this_thread::sleep_for(std::chrono::nanoseconds{1000000});
+}
+
+}
