@@ -11,3 +11,9 @@ if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|AMD64|amd64)$")
         Data/Implementation/TransformSweepAvx2.cpp)
     set_source_files_properties(Data/Implementation/TransformSweepAvx2.cpp PROPERTIES COMPILE_OPTIONS "-mavx2;-mfma")
 endif()
+list(APPEND QuillmarshEngine_SRCS
+    Data/AssetData.cpp
+    Data/AssetValidation.cpp
+    Data/MeshData.cpp
+    # The shader enums of shader and material records
+    Shaders/ShaderTypes.cpp)

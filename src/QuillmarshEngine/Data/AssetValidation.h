@@ -1,0 +1,49 @@
+#ifndef QuillmarshEngine_Data_AssetValidation_h
+#define QuillmarshEngine_Data_AssetValidation_h
+
+/** @file
+ * @brief Function @ref QuillmarshEngine::Data::validateAssetData(), @ref QuillmarshEngine::Data::listAssetChunks()
+ */
+
+#include <cstdint>
+#include <span>
+#include <vector>
+
+#include "QuillmarshEngine/Data/AssetData.h"
+#include "QuillmarshEngine/Utils/Result.h"
+
+namespace QuillmarshEngine { namespace Data {
+
+/** @brief Where one chunk lies in a data file */
+struct AssetChunkEntry {
+    std::uint64_t offset;       /**< Offset of the chunk header */
+    Magic magic;                /**< Tag */
+    std::uint32_t size;         /**< Stored payload size */
+    std::uint64_t sizePadded;   /**< Bytes the chunk occupies, @ref calulateAssetChunkSizePadded() */
+};
+
+/**
+ * @brief Check an untrusted data file
+ *
+ * Checks the header chunk (first, 16-byte payload, both format words), every chunk's bounds and
+ * alignment, that no chunk header is cut short, the largest-chunk and chunk count fields, and the
+ * internal sizes of the records it knows: mesh (header sizes, attribute records against the vertex
+ * bytes, index bytes against count and type, compressed sizes), shader, image, image tile, language,
+ * locale, pipeline, texture, draw, skin, PhysX, probe and external chunks. Never reads outside
+ * @p data and never aborts. Returns the chunks, or a message `offset <n>: <fault>` naming the first
+ * fault. After success the record views of @ref AssetRecords.h and @ref MeshData (and
+ * @ref Tools::decompressMesh()) are safe on the chunks.
+ */
+QUILLMARSH_EXPORT Utils::Result<std::vector<AssetChunkEntry>> validateAssetData(std::span<const char> data);
+
+/**
+ * @brief Chunks of @p data as far as they can be walked
+ *
+ * Steps by the padded sizes from the start and stops before a chunk header that does not fit;
+ * checks nothing else. Expects nothing of @p data, reads only its bytes.
+ */
+QUILLMARSH_EXPORT std::vector<AssetChunkEntry> listAssetChunks(std::span<const char> data);
+
+}}
+
+#endif
