@@ -1,2 +1,4 @@
 list(APPEND QuillmarshEngine_SRCS
     Data/Id.cpp)
+list(APPEND QuillmarshEngine_SRCS
+    Data/SparseArray.cpp)
