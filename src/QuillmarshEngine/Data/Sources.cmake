@@ -2,3 +2,9 @@ list(APPEND QuillmarshEngine_SRCS
     Data/Id.cpp)
 list(APPEND QuillmarshEngine_SRCS
     Data/SparseArray.cpp)
+list(APPEND QuillmarshEngine_SRCS
+    Data/SparseArrayActive.cpp
+    Data/ComponentManager.cpp
+    Data/SparseArrayGrouped.cpp
+    Data/GroupedComponentManager.cpp
+    Data/NameManager.cpp)
