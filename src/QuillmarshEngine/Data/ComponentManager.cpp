@@ -19,12 +19,14 @@ ComponentManager::~ComponentManager() {
     }
 }
 
+void ComponentManager::allocate(const IndexType capacity) {
+    SparseArray::allocate(capacity);
+}
+
 void ComponentManager::update(const double dt) {
     requireSceneGraph("ComponentManager::update()");
     /* The scene graph drives its managers only while it is active; updating a manager of an
        inactive scene is a host bug, reported like the library's own invariants */
-
-
     QUILLMARSH_INTERNAL_ASSERT(_sceneGraph->activated());
     _lastTimeStep = dt;
     _accumulatedTime += dt;
@@ -49,6 +51,12 @@ void ComponentManager::installSceneGraphHooks() {
         hooks.deactivateInScene = [](ComponentManager& manager) {
             manager.deactivateInScene({0, manager.activeCount()});
         };
+        hooks.cloneComponent = [](ComponentManager& manager, const Id component, const Id object) {
+            return manager.cloneComponent(component, object);
+        };
+        hooks.appendComponents = [](ComponentManager& manager, const ComponentManager& other, const IndexType objectIndexOffset) {
+            manager.append(other, objectIndexOffset);
+        };
         SceneGraph::setComponentManagerHooks(hooks);
         return true;
     }();
@@ -58,10 +66,6 @@ void ComponentManager::installSceneGraphHooks() {
 void ComponentManager::requireSceneGraph(const char* const function) const {
     QUILLMARSH_ASSERT(_sceneGraph,
         function << Debug::nospace << ": the manager is not registered with a scene graph", );
-}
-
-void ComponentManager::allocate(const IndexType capacity) {
-    SparseArray::allocate(capacity);
 }
 
 void ComponentManager::init() {
@@ -139,7 +143,9 @@ void ComponentManager::append(const ComponentManager& other, const IndexType obj
     const SceneGraph& otherGraph = *other._sceneGraph;
     const SceneGraph& graph = *_sceneGraph;
     for(IndexType k = 0; k != count; ++k) {
-        const std::uint32_t index = std::uint32_t(otherGraph.indexOf(other._owners[k])) + objectIndexOffset;
+        /* The other root is not appended as an object; its components go to this root */
+        const IndexType otherIndex = otherGraph.indexOf(other._owners[k]);
+        const std::uint32_t index = otherIndex ? std::uint32_t(otherIndex) + objectIndexOffset : 0;
         QUILLMARSH_ASSERT(index < graph.size(),
             "ComponentManager::append(): owner" << other._owners[k] << "maps to index" << index << "beyond the" << graph.size() << "objects of the scene graph", );
         owners[k] = graph.idOf(IndexType(index));

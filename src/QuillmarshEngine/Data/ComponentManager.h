@@ -121,7 +121,8 @@ class QUILLMARSH_EXPORT ComponentManager: public SparseArrayActive {
          *
          * @p other must be of the same kind (@ref name()) and registered with a scene graph whose
          * objects now lie in this manager's scene graph from index @p objectIndexOffset on, in
-         * the same order (object at index i there is at i + @p objectIndexOffset here). Owners are
+         * the same order (object at index i there is at i + @p objectIndexOffset here; the other
+         * root's components go to this root). Owners are
          * translated accordingly and every appended component is listed in its new owner's run.
          * Components active in @p other are activated here.
          */

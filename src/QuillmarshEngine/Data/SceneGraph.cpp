@@ -58,7 +58,11 @@ SceneGraph::SceneGraph(std::vector<char>&& block): SparseArray{sizeof(Tail)}, _l
     setFlagRange(_dirty, 1, size());
 }
 
-SceneGraph::~SceneGraph() = default;
+SceneGraph::~SceneGraph() {
+    /* Managers outlive their scene graph without a dangling pointer to it */
+    for(ComponentManager* const manager: _managers)
+        if(manager && componentManagerHooks.attach) componentManagerHooks.attach(*manager, nullptr, 0);
+}
 
 SceneGraph::Tail& SceneGraph::tail() {
     QUILLMARSH_ASSERT(_data.size() >= sizeof(SparseArrayHeader) + sizeof(Tail),
@@ -306,6 +310,17 @@ Id SceneGraph::cloneObject(const Id object, const Id parent) {
         copies[k] = addObject(k ? copies[relativeParent[k]] : parent);
         copyObjectTransform(source[k], copies[k]);
     }
+    /* Components of each original, snapshot first since listing the copies' ones shifts the
+       component list */
+    std::vector<std::pair<std::uint8_t, Id>> components;
+    for(std::uint32_t k = 0; k != n; ++k) {
+        components.clear();
+        for(std::uint16_t at = _componentsOffsets[source[k]]; at != _componentsOffsets[std::size_t{source[k]} + 1]; ++at)
+            components.emplace_back(_componentManagers[at], _componentIds[at]);
+        for(const auto& [manager, component]: components)
+            if(manager < _managers.size() && _managers[manager] && componentManagerHooks.cloneComponent)
+                componentManagerHooks.cloneComponent(*_managers[manager], component, copies[k]);
+    }
     setDirty(indexOf(copies[0]));
     return copies[0];
 }
@@ -331,6 +346,19 @@ void SceneGraph::append(const SceneGraph& other, Function<void(Id, Id)> callback
     }
     setFlagRange(_dirty, base + 1, size());
     setFlagRange(_changed, base + 1, size());
+
+    /* The other graph's object at index k now lies at base + k */
+    for(std::uint16_t slot = 0; slot < other.managerCount(); ++slot) {
+        ComponentManager* const from = other._managers[slot];
+        if(!from) continue;
+        ComponentManager* const to = slot < managerCount() ? _managers[slot] : nullptr;
+        if(!to) {
+            QUILLMARSH_WARNING("SceneGraph::append(): components of manager slot" << slot << "dropped, this scene graph has no manager there");
+            continue;
+        }
+        if(componentManagerHooks.appendComponents)
+            componentManagerHooks.appendComponents(*to, *from, IndexType(base));
+    }
 }
 
 bool SceneGraph::isParent(const Id parent, const Id child) const {

@@ -38,7 +38,10 @@ void SparseArrayActive::activate(const Utils::IndexRange range) {
 }
 
 void SparseArrayActive::deactivate(const Utils::IndexRange range) {
-    for(std::uint32_t i = range.begin; i < range.end; ++i) deactivate(IndexType(i));
+    /* From the last index down: each deactivation swaps with the last active element, which
+       in increasing order could be a not-yet-visited element of the range that then moves
+       behind the loop and stays active */
+    for(std::uint32_t i = range.end; i-- > range.begin; ) deactivate(IndexType(i));
 }
 
 void SparseArrayActive::doActivate(IndexType) {}

@@ -63,7 +63,12 @@ class QUILLMARSH_EXPORT SparseArrayActive: public SparseArray {
          */
         virtual void activate(Utils::IndexRange range);
 
-        /** @brief Deactivate the elements at the indices of @p range, see @ref activate(Utils::IndexRange) */
+        /**
+         * @brief Deactivate the elements at the indices of @p range
+         *
+         * Calls @ref deactivate(IndexType) for each index from end − 1 down to begin, so that
+         * exactly the elements at these indices at the time of the call end up inactive.
+         */
         virtual void deactivate(Utils::IndexRange range);
 
         /** @brief Number of active elements */
