@@ -98,10 +98,12 @@ Rts compose(const Rts& p, const Rts& c) {
     return ::testing::AssertionSuccess();
 }
 
-/* Silences the debug line printed after every growth */
+/* Silences the debug line printed after every growth, and growth warnings the test does not
+   look at */
 struct Quiet {
-    std::ostringstream out;
+    std::ostringstream out, warnings;
     Debug redirect{&out};
+    Warning redirectWarnings{&warnings};
 };
 
 void installHooks() {
@@ -243,6 +245,14 @@ TEST(SceneGraphTest, componentList) {
     EXPECT_EQ(g.componentCapacity(), 2 + 64);
     EXPECT_EQ(g.componentCapacity() - g.componentCount(), 63);
     EXPECT_EQ(g.capacity() - g.size(), 64);
+    EXPECT_EQ(g.checkInvariants(), "");
+    /* Ids the growth created start with empty runs at the end of the list */
+    const Id fresh = g.addObject(b);
+    EXPECT_TRUE(g.componentIds(fresh).empty());
+    g.addComponent(fresh, 0, 9);
+    EXPECT_EQ(std::vector<Id>(g.componentIds(fresh).begin(), g.componentIds(fresh).end()), (std::vector<Id>{9}));
+    EXPECT_EQ(std::vector<Id>(g.componentIds(b).begin(), g.componentIds(b).end()), (std::vector<Id>{5}));
+    EXPECT_TRUE(g.removeComponent(fresh, 0, 9));
     EXPECT_EQ(g.checkInvariants(), "");
 
     EXPECT_FALSE(g.removeComponent(a, 0, 7));
@@ -566,6 +576,35 @@ TEST(SceneGraphTest, createFromBytes) {
     EXPECT_EQ(copy.addObject(0), reused);
 }
 
+TEST(SceneGraphTest, adoptRefusesBrokenBlocks) {
+    Quiet quiet;
+    SceneGraph g{6, 1, 2};
+    const Id a = g.addObject(0);
+    g.addObject(a);
+    g.addComponent(a, 0, 4);
+    const std::vector<char> good(g.data().begin(), g.data().end());
+
+    auto adopted = SceneGraph::adopt(std::vector<char>(good));
+    ASSERT_TRUE(adopted);
+    EXPECT_EQ(adopted.value()->size(), 3);
+
+    const auto reason = [&](std::size_t offset, char value, std::size_t length) {
+        std::vector<char> bad = good;
+        bad.resize(length);
+        if(offset < bad.size()) bad[offset] = value;
+        auto result = SceneGraph::adopt(std::move(bad));
+        return result ? std::string{} : result.error();
+    };
+    EXPECT_EQ(reason(0, 0, 10), "SceneGraph::adopt(): block of 10 bytes is too small for a header");
+    EXPECT_EQ(reason(0, 20, good.size()), "SceneGraph::adopt(): header size 20 is not 24");
+    EXPECT_EQ(reason(10, 9, good.size()), "SceneGraph::adopt(): inconsistent counts: size 9, initialized 3, capacity 6");
+    EXPECT_EQ(reason(0, 24, good.size() - 1), "SceneGraph::adopt(): block of " + std::to_string(good.size() - 1) + " bytes, its header says " + std::to_string(good.size()) + " and its counts need " + std::to_string(good.size()));
+    /* Index 1 mapped to id 2 breaks the tables */
+    EXPECT_EQ(reason(24 + 12 + 2, 2, good.size()), "SceneGraph::adopt(): indirection: index 1 maps to id 2, which maps to index 2");
+    /* Descendants of the object at index 1 (columns start at 24 + 4 × 6) */
+    EXPECT_EQ(reason(48 + 8 + 4, 0, good.size()), "SceneGraph::adopt(): object at 2 is a child of 0 but has parent 1");
+}
+
 TEST(SceneGraphTest, cloneAndAppend) {
     Quiet quiet;
     SceneGraph g{4, 1, 4};
@@ -803,6 +842,11 @@ TEST(SceneGraphDeathTest, storage) {
     g.activate();
     EXPECT_DEATH(g.activate(), "^scene graph is already active\n$");
     EXPECT_DEATH((SceneGraph{std::vector<char>(20)}), "^SceneGraph::header\\(\\): Header not initialized.\n$");
+
+    /* A block without objects has no root */
+    std::vector<char> empty(g.data().begin(), g.data().end());
+    empty[10] = 0;
+    EXPECT_DEATH((SceneGraph{std::move(empty)}), "^SceneGraph::addObjectUnsafe\\(\\): There should always be a scene root\n$");
 }
 
 }}}

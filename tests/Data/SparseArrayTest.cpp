@@ -260,6 +260,59 @@ TEST(SparseArrayTest, createFromBytes) {
     EXPECT_EQ(b.floats().size(), 9u);
 }
 
+/* An owner-sized column (two elements per slot here) and a separately allocated bit column */
+class SizedArray: public SparseArray {
+    public:
+        explicit SizedArray(IndexType capacity): SparseArray{0}, _layout{*this} {
+            _layout.get<2>().setDefaultValue(true);
+            setLayout(&_layout);
+            allocate(capacity);
+        }
+        std::span<std::uint16_t> ranges() { return _layout.get<0>().view(); }
+        std::span<Id> owners() { return _layout.get<1>().view(); }
+        Utils::BitSetView bits() { return _layout.get<2>().view(); }
+
+        std::size_t layerFlaggedCount(IndexType capacity) const { return 2*std::size_t{capacity}; }
+        void layerCopy(IndexType from, IndexType to) { ranges()[to] = std::uint16_t(ranges()[from] + 1); }
+
+    private:
+        SparseArrayStaticLayout<SparseLayer<std::uint16_t, SparseLayerFlag::OwnerSized>,
+            SparseLayer<Id, SparseLayerFlag::ObjectId>, SparseLayerAlloc<bool>, SparseLayerOwner<SizedArray>> _layout;
+};
+
+TEST(SparseArrayTest, ownerSizedAndAllocatedBits) {
+    SizedArray a{3};
+    /* 16 header, 12 tables, 6 × 2 bytes of owner-sized column, 3 × 2 -> 8 of ids */
+    EXPECT_EQ(a.data().size(), 16u + 12 + 12 + 8);
+    EXPECT_EQ(a.ranges().size(), 6u);
+    for(int i = 0; i != 3; ++i) a.add();
+    a.ranges()[0] = 40;
+    a.ranges()[1] = 50;
+    a.owners()[0] = Id(9);
+    /* Copy leaves owner-sized columns to the owner, and never touches owner ids */
+    a.copy(0, 1);
+    EXPECT_EQ(a.ranges()[1], 41);
+    EXPECT_EQ(a.owners()[1], Id(0));
+    /* Append leaves owner-sized columns to the owner as well */
+    SizedArray b{4};
+    b.add();
+    b.ranges()[1] = 77;
+    b.append(a, true);
+    EXPECT_EQ(b.size(), 4);
+    EXPECT_EQ(b.ranges()[1], 77);
+    EXPECT_EQ(b.owners()[1], Id(9));
+
+    /* A reused slot gets the default of its separately allocated bits back */
+    EXPECT_TRUE(a.bits()[2]);
+    a.bits().reset(2);
+    a.remove(2);
+    EXPECT_FALSE(a.bits()[2]);
+    EXPECT_EQ(a.add(), Id(2));
+    EXPECT_TRUE(a.bits()[2]);
+    a.allocate(40);
+    EXPECT_TRUE(a.bits()[39]);
+}
+
 TEST(SparseArrayTest, printsFlags) {
     std::ostringstream out;
     Debug{&out} << SparseLayerFlag::Plain << SparseLayerFlag::OwnerSized << SparseLayerFlag::ObjectId << SparseLayerFlag(2);
@@ -287,6 +340,12 @@ TEST(SparseArrayDeathTest, brokenFreshSlot) {
     TestArray b;
     b.create(std::move(bytes));
     EXPECT_DEATH(b.add(), "^Assertion _indirection\\[index\\] == 0 failed at Data/SparseArray.cpp:[0-9]+\n$");
+
+    std::vector<char> reverse(a.data().begin(), a.data().end());
+    reverse[20 + 6 + 2] = 5;
+    TestArray c;
+    c.create(std::move(reverse));
+    EXPECT_DEATH(c.add(), "^Assertion _indirectionReverse\\[index\\] == Data::Id\\(0\\) failed at Data/SparseArray.cpp:[0-9]+\n$");
 }
 
 }}}

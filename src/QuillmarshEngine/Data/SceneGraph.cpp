@@ -58,6 +58,38 @@ SceneGraph::SceneGraph(std::vector<char>&& block): SparseArray{sizeof(Tail)}, _l
     setFlagRange(_dirty, 1, size());
 }
 
+Utils::Result<std::unique_ptr<SceneGraph>> SceneGraph::adopt(std::vector<char>&& block) {
+    typedef Utils::Result<std::unique_ptr<SceneGraph>> R;
+    if(reinterpret_cast<std::uintptr_t>(block.data()) % 4 != 0)
+        return R::fail("SceneGraph::adopt(): scenegraph data is not 4 byte aligned.");
+    if(block.size() < sizeof(SparseArrayHeader) + sizeof(Tail))
+        return R::fail("SceneGraph::adopt(): block of " + std::to_string(block.size()) + " bytes is too small for a header");
+    SparseArrayHeader h;
+    Tail t;
+    std::memcpy(&h, block.data(), sizeof h);
+    std::memcpy(&t, block.data() + sizeof h, sizeof t);
+    if(h.headerSize != sizeof(SparseArrayHeader) + sizeof(Tail))
+        return R::fail("SceneGraph::adopt(): header size " + std::to_string(h.headerSize) + " is not 24");
+    if(h.size == 0 || h.size > h.initializedCount || h.initializedCount > h.capacity)
+        return R::fail("SceneGraph::adopt(): inconsistent counts: size " + std::to_string(h.size) + ", initialized " + std::to_string(h.initializedCount) + ", capacity " + std::to_string(h.capacity));
+    if(t.managerCount > 256)
+        return R::fail("SceneGraph::adopt(): " + std::to_string(t.managerCount) + " manager slots, at most 256 are supported");
+    /* Header, tables, the three block columns and the pseudo-column */
+    const std::size_t cap = h.capacity;
+    const std::size_t expected = 24 + 4*cap + 8*cap + 32*cap + 12*cap +
+        ((2*cap + 5) & ~std::size_t{3}) + 12*std::size_t{t.managerCount} + 3*std::size_t{t.componentCapacity};
+    if(h.totalSize != block.size() || expected != block.size())
+        return R::fail("SceneGraph::adopt(): block of " + std::to_string(block.size()) + " bytes, its header says " + std::to_string(h.totalSize) + " and its counts need " + std::to_string(expected));
+    Id root;
+    std::memcpy(&root, block.data() + 24 + 2*cap, sizeof root);
+    if(root != Id{0})
+        return R::fail("SceneGraph::adopt(): the root is not at index 0");
+    std::unique_ptr<SceneGraph> graph{new SceneGraph{std::move(block)}};
+    std::string reason = graph->checkInvariants();
+    if(!reason.empty()) return R::fail("SceneGraph::adopt(): " + reason);
+    return R{std::move(graph)};
+}
+
 SceneGraph::~SceneGraph() {
     /* Managers outlive their scene graph without a dangling pointer to it */
     for(ComponentManager* const manager: _managers)
@@ -252,31 +284,39 @@ void SceneGraph::deleteObjects(const Id object) {
     QUILLMARSH_ASSERT(indexOf(object) < size() && idOf(indexOf(object)) == object,
         "SceneGraph::deleteObjects(): object" << object << "is not alive", );
 
-    IndexType i = indexOf(object);
-    const IndexType n = IndexType(_objects[i].descendants + 1);
-    const Id parentId = idOf(_objects[i].parent);
-    /* Callbacks may delete further objects and move indices around: work on ids */
-    std::vector<Id> ids(_indirectionReverse.begin() + i, _indirectionReverse.begin() + i + n);
-    for(const Id id: ids) _deletedObjects.setSafe(id);
+    const Id parentId = idOf(_objects[indexOf(object)].parent);
+    /* Callbacks may delete or add objects and so move indices around: work on ids, and look
+       at the subtree again until a pass finds no component left to delete */
+    std::vector<Id> ids;
+    for(bool found = true; found; ) {
+        found = false;
+        const IndexType first = indexOf(object);
+        ids.assign(_indirectionReverse.begin() + first, _indirectionReverse.begin() + first + _objects[first].descendants + 1);
+        for(const Id id: ids) _deletedObjects.setSafe(id);
 
-    for(const Id id: ids) {
-        while(_componentsOffsets[id] != _componentsOffsets[std::size_t{id} + 1]) {
-            const std::uint16_t last = std::uint16_t(_componentsOffsets[std::size_t{id} + 1] - 1);
-            const std::uint8_t manager = _componentManagers[last];
-            const Id component = _componentIds[last];
-            /* Unlisted before the manager hears of it, so that a deletion the manager triggers
-               from there does not see the component a second time */
-            removeComponent(id, manager, component);
-            if(manager < _managers.size() && _managers[manager] && componentManagerHooks.deleteComponent)
-                componentManagerHooks.deleteComponent(*_managers[manager], component);
-            if(_componentDeleted) _componentDeleted(manager, component);
-            if(parentId != Id{0} && _deletedObjects[parentId]) return;
+        for(const Id id: ids) {
+            while(_componentsOffsets[id] != _componentsOffsets[std::size_t{id} + 1]) {
+                found = true;
+                const std::uint16_t last = std::uint16_t(_componentsOffsets[std::size_t{id} + 1] - 1);
+                const std::uint8_t manager = _componentManagers[last];
+                const Id component = _componentIds[last];
+                /* Unlisted before the manager hears of it, so that a deletion the manager
+                   triggers from there does not see the component a second time */
+                removeComponent(id, manager, component);
+                if(manager < _managers.size() && _managers[manager] && componentManagerHooks.deleteComponent)
+                    componentManagerHooks.deleteComponent(*_managers[manager], component);
+                if(_componentDeleted) _componentDeleted(manager, component);
+                if(parentId != Id{0} && _deletedObjects[parentId]) return;
+            }
         }
     }
 
-    /* Callbacks may have moved the subtree */
-    i = indexOf(object);
-    if(_objectsDeleted) _objectsDeleted(std::span<const Id>{_indirectionReverse.data() + i, n});
+    if(_objectsDeleted) {
+        const IndexType first = indexOf(object);
+        _objectsDeleted(std::span<const Id>{_indirectionReverse.data() + first, std::size_t{_objects[first].descendants} + 1});
+    }
+    const IndexType i = indexOf(object);
+    const IndexType n = IndexType(_objects[i].descendants + 1);
 
     const IndexType parent = _objects[i].parent;
     --_objects[parent].children;

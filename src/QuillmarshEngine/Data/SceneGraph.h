@@ -6,6 +6,7 @@
  */
 
 #include <cstdint>
+#include <memory>
 #include <span>
 #include <string>
 #include <string_view>
@@ -17,6 +18,7 @@
 #include "QuillmarshEngine/Math/DualQuaternion.h"
 #include "QuillmarshEngine/Math/Vector3.h"
 #include "QuillmarshEngine/Utils/BitSet.h"
+#include "QuillmarshEngine/Utils/Result.h"
 
 namespace QuillmarshEngine { namespace Data {
 
@@ -96,6 +98,16 @@ class QUILLMARSH_EXPORT SceneGraph: public SparseArray {
          * Manager slots start empty.
          */
         explicit SceneGraph(std::vector<char>&& block);
+
+        /**
+         * @brief Adopt a block from outside the process, refusing a broken one
+         *
+         * The validating twin of @ref SceneGraph(std::vector<char>&&): checks the alignment,
+         * the header, every size against the layout and then every invariant
+         * (@ref checkInvariants()), and returns the reason instead of aborting. Never reads out
+         * of the block.
+         */
+        static Utils::Result<std::unique_ptr<SceneGraph>> adopt(std::vector<char>&& block);
 
         ~SceneGraph() override;
 
