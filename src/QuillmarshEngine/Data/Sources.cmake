@@ -11,3 +11,9 @@ list(APPEND QuillmarshEngine_SRCS
     Data/SparseArrayGrouped.cpp
     Data/GroupedComponentManager.cpp
     Data/NameManager.cpp)
+# The AVX2 sweep is compiled for AVX2 + FMA alone and only called where the processor has both
+if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|AMD64|amd64)$")
+    list(APPEND QuillmarshEngine_SRCS
+        Data/Implementation/TransformSweepAvx2.cpp)
+    set_source_files_properties(Data/Implementation/TransformSweepAvx2.cpp PROPERTIES COMPILE_OPTIONS "-mavx2;-mfma")
+endif()

@@ -7,6 +7,11 @@
 #include "QuillmarshEngine/Math/DualQuaternion.h"
 #include "QuillmarshEngine/Math/Vector3.h"
 
+#if defined(__x86_64__)
+#include <immintrin.h>
+#define QUILLMARSH_SWEEP_X86
+#endif
+
 namespace QuillmarshEngine { namespace Data { namespace Implementation {
 
 /* The kernels work on the memory layout of the math types: a dual quaternion is the real part
@@ -73,6 +78,107 @@ inline void scaledProduct(const DualQuaternion& parent, const Vector3& parentSca
     storeVector(outScaling, s[0]*c[0], s[1]*c[1], s[2]*c[2]);
 }
 
+/* ----------------------------------------------------------------------------------------------
+   Vectorized composition. A quaternion product a*b is written as
+     aw*b + ax*(bw, -bz, by, -bx) + ay*(bz, bw, -bx, -by) + az*(-by, bx, bw, -bz)
+   with the three sign-flipped shuffles of b computed once per right-hand side and reused for both
+   products of the dual part. */
+#ifdef QUILLMARSH_SWEEP_X86
+
+#define QUILLMARSH_SPLAT(v, i) _mm_shuffle_ps(v, v, _MM_SHUFFLE(i, i, i, i))
+
+struct Shuffled { __m128 b0, b1, b2, b3; };
+
+inline Shuffled shuffled(const __m128 b) {
+    const __m128 s1 = _mm_castsi128_ps(_mm_set_epi32(int(0x80000000), 0, int(0x80000000), 0));
+    const __m128 s2 = _mm_castsi128_ps(_mm_set_epi32(int(0x80000000), int(0x80000000), 0, 0));
+    const __m128 s3 = _mm_castsi128_ps(_mm_set_epi32(int(0x80000000), 0, 0, int(0x80000000)));
+    return {b,
+        _mm_xor_ps(_mm_shuffle_ps(b, b, _MM_SHUFFLE(0, 1, 2, 3)), s1),
+        _mm_xor_ps(_mm_shuffle_ps(b, b, _MM_SHUFFLE(1, 0, 3, 2)), s2),
+        _mm_xor_ps(_mm_shuffle_ps(b, b, _MM_SHUFFLE(2, 3, 0, 1)), s3)};
+}
+
+inline __m128 product(const __m128 a, const Shuffled& b) {
+    return _mm_add_ps(
+        _mm_add_ps(_mm_mul_ps(QUILLMARSH_SPLAT(a, 3), b.b0), _mm_mul_ps(QUILLMARSH_SPLAT(a, 0), b.b1)),
+        _mm_add_ps(_mm_mul_ps(QUILLMARSH_SPLAT(a, 1), b.b2), _mm_mul_ps(QUILLMARSH_SPLAT(a, 2), b.b3)));
+}
+
+/* Three floats in, (x, y, z, 0); never touches memory past the third float */
+inline __m128 load3(const float* v) {
+    return _mm_movelh_ps(_mm_loadl_pi(_mm_setzero_ps(), reinterpret_cast<const __m64*>(v)), _mm_load_ss(v + 2));
+}
+
+inline void store3(float* v, const __m128 a) {
+    _mm_storel_pi(reinterpret_cast<__m64*>(v), a);
+    _mm_store_ss(v + 2, _mm_movehl_ps(a, a));
+}
+
+/* Lanes x, y, z of s fuzzy-equal to 1, the same test as isOne() */
+inline bool isUnitScaling(const __m128 s) {
+    const __m128 one = _mm_set1_ps(1.0f);
+    const __m128 signMask = _mm_set1_ps(-0.0f);
+    const __m128 difference = _mm_andnot_ps(signMask, _mm_sub_ps(s, one));
+    const __m128 relative = _mm_div_ps(difference, _mm_add_ps(_mm_andnot_ps(signMask, s), one));
+    const __m128 equal = _mm_or_ps(_mm_cmpeq_ps(s, one), _mm_cmplt_ps(relative, _mm_set1_ps(1.0e-5f)));
+    return (_mm_movemask_ps(equal) & 7) == 7;
+}
+
+inline void concatenateSse2(const float* parent, const float* parentScaling, const float* child, const float* childScaling, float* out, float* outScaling) {
+    const __m128 p0 = _mm_loadu_ps(parent);
+    const __m128 pe = _mm_loadu_ps(parent + 4);
+    const __m128 c0 = _mm_loadu_ps(child);
+    __m128 ce = _mm_loadu_ps(child + 4);
+    const __m128 ps = load3(parentScaling);
+    const __m128 cs = load3(childScaling);
+    const Shuffled c0s = shuffled(c0);
+    if(isUnitScaling(ps)) {
+        store3(outScaling, cs);
+    } else {
+        /* (dual*conjugate(real)).xyz is half the translation; scaled and multiplied by the real
+           part again it is the rebuilt dual part. The factors 2 and 1/2 cancel exactly. */
+        const __m128 conjugate = _mm_xor_ps(c0, _mm_castsi128_ps(_mm_set_epi32(0, int(0x80000000), int(0x80000000), int(0x80000000))));
+        const __m128 halfTranslation = product(ce, shuffled(conjugate));
+        /* ps has a zero w lane, so the product is a pure vector quaternion */
+        ce = product(_mm_mul_ps(halfTranslation, ps), c0s);
+        store3(outScaling, _mm_mul_ps(ps, cs));
+    }
+    const Shuffled ces = shuffled(ce);
+    _mm_storeu_ps(out, product(p0, c0s));
+    _mm_storeu_ps(out + 4, _mm_add_ps(product(p0, ces), product(pe, c0s)));
+}
+
+#undef QUILLMARSH_SPLAT
+
+/* The vectorized sweep loop. A fully dirty word, the common case after
+   a subtree was marked, runs as a plain loop without the bit scan. */
+template<void(*compose)(const float*, const float*, const float*, const float*, float*, float*)> inline void sweep(std::uint32_t* const dirtyWords, const std::uint32_t objectCount, const ObjectData* const objects, const float* const local, const float* const localScaling, float* const world, float* const worldScaling) {
+    const std::uint32_t wordCount = (objectCount + 31)/32;
+    const auto one = [&](const std::uint32_t i) {
+        const std::uint32_t parent = objects[i].parent;
+        if(parent == 0) {
+            std::memcpy(world + 8*i, local + 8*i, 8*sizeof(float));
+            std::memcpy(worldScaling + 3*i, localScaling + 3*i, 3*sizeof(float));
+        } else compose(world + 8*parent, worldScaling + 3*parent, local + 8*i, localScaling + 3*i, world + 8*i, worldScaling + 3*i);
+    };
+    for(std::uint32_t w = 0; w != wordCount; ++w) {
+        std::uint32_t bits = dirtyWords[w];
+        if(!bits) continue;
+        dirtyWords[w] = 0;
+        /* Bits past the object count belong to removed slots */
+        if(w + 1 == wordCount && objectCount % 32) bits &= (1u << (objectCount % 32)) - 1u;
+        if(bits == ~0u) {
+            for(std::uint32_t i = w*32, end = i + 32; i != end; ++i) one(i);
+        } else while(bits) {
+            one(w*32 + std::uint32_t(std::countr_zero(bits)));
+            bits &= bits - 1;
+        }
+    }
+}
+
+#endif
+
 }
 
 void concatenate(const DualQuaternion& parent, const Vector3& parentScaling, const DualQuaternion& child, const Vector3& childScaling, DualQuaternion& out, Vector3& outScaling) {
@@ -109,8 +215,26 @@ void sweepTransformsReference(std::uint32_t* const dirtyWords, const std::uint32
     if(wordCount) std::memset(dirtyWords, 0, wordCount*sizeof(std::uint32_t));
 }
 
+#ifdef QUILLMARSH_SWEEP_X86
+void sweepTransformsSse2(std::uint32_t* const dirtyWords, const std::uint32_t objectCount, const ObjectData* const objects, const DualQuaternion* const local, const Vector3* const localScaling, DualQuaternion* const world, Vector3* const worldScaling) {
+    sweep<concatenateSse2>(dirtyWords, objectCount, objects, reinterpret_cast<const float*>(local), reinterpret_cast<const float*>(localScaling), reinterpret_cast<float*>(world), reinterpret_cast<float*>(worldScaling));
+}
+
+bool sweepTransformsAvx2Supported() {
+    /* Checks the operating system's support for the AVX register state as well */
+    return __builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma");
+}
+#endif
+
 void sweepTransforms(std::uint32_t* const dirtyWords, const std::uint32_t objectCount, const ObjectData* const objects, const DualQuaternion* const local, const Vector3* const localScaling, DualQuaternion* const world, Vector3* const worldScaling) {
+    #ifdef QUILLMARSH_SWEEP_X86
+    /* Chosen once: the library is built for the x86-64 baseline and runs wider code only where
+       the processor has it */
+    static const auto kernel = sweepTransformsAvx2Supported() ? sweepTransformsAvx2 : sweepTransformsSse2;
+    kernel(dirtyWords, objectCount, objects, local, localScaling, world, worldScaling);
+    #else
     sweepTransformsReference(dirtyWords, objectCount, objects, local, localScaling, world, worldScaling);
+    #endif
 }
 
 }}}

@@ -1,0 +1,302 @@
+/* quillmarsh-demo: a host that builds a scene graph, animates it frame by frame and reports how
+   long the world-transform update takes, checking a few objects against a recursive computation */
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "QuillmarshEngine/Data/SceneGraph.h"
+#include "QuillmarshEngine/Math/DualQuaternion.h"
+#include "QuillmarshEngine/Math/Quaternion.h"
+#include "QuillmarshEngine/Math/Vector3.h"
+
+using namespace QuillmarshEngine;
+
+namespace {
+
+constexpr const char* Usage =
+    "Usage: quillmarsh-demo [--objects N] [--frames N] [--seed N] [--help]\n"
+    "\n"
+    "Builds a scene of N objects (default 4000, at most 65534) in a generated hierarchy of varied\n"
+    "depth, changes the local transformations of every fourth object each frame for the given number\n"
+    "of frames (default 300), computes the world transformations, and reports the median time per\n"
+    "frame. A few objects' world positions are then checked against a recursive computation.\n"
+    "\n"
+    "  --objects N   number of objects below the scene root, 1 to 65534\n"
+    "  --frames N    number of frames to run, 1 to 1000000\n"
+    "  --seed N      seed of the generated hierarchy and motion (default 1)\n"
+    "  --help        print this text\n";
+
+/* One object as the host describes it, independently of the library: its parent (by creation
+   number, 0 is the root), its motion and its scaling */
+struct ObjectDescription {
+    std::uint32_t parent;
+    double axis[3];
+    double angle, speed;
+    double offset[3];
+    double scaling[3];
+    bool animated;
+};
+
+struct Options {
+    std::uint32_t objects = 4000;
+    std::uint32_t frames = 300;
+    std::uint32_t seed = 1;
+};
+
+bool parseNumber(const char* text, const std::uint32_t min, const std::uint32_t max, std::uint32_t& out) {
+    char* end = nullptr;
+    const unsigned long long value = std::strtoull(text, &end, 10);
+    if(!*text || *end || text[0] == '-' || value < min || value > max) return false;
+    out = std::uint32_t(value);
+    return true;
+}
+
+/* Returns 0 to go on, 1 on bad arguments, 2 after --help */
+int parseOptions(const int argc, char** const argv, Options& options) {
+    for(int i = 1; i < argc; ++i) {
+        const std::string arg = argv[i];
+        if(arg == "--help" || arg == "-h") {
+            std::fputs(Usage, stdout);
+            return 2;
+        }
+        const bool hasValue = i + 1 < argc;
+        if(arg == "--objects" && hasValue) {
+            if(!parseNumber(argv[++i], 1, 65534, options.objects)) {
+                std::fprintf(stderr, "quillmarsh-demo: --objects expects a number from 1 to 65534, got %s\n", argv[i]);
+                return 1;
+            }
+        } else if(arg == "--frames" && hasValue) {
+            if(!parseNumber(argv[++i], 1, 1000000, options.frames)) {
+                std::fprintf(stderr, "quillmarsh-demo: --frames expects a number from 1 to 1000000, got %s\n", argv[i]);
+                return 1;
+            }
+        } else if(arg == "--seed" && hasValue) {
+            if(!parseNumber(argv[++i], 0, 4294967295u, options.seed)) {
+                std::fprintf(stderr, "quillmarsh-demo: --seed expects a non-negative number, got %s\n", argv[i]);
+                return 1;
+            }
+        } else {
+            std::fprintf(stderr, "quillmarsh-demo: unknown or incomplete argument %s\n\n%s", arg.c_str(), Usage);
+            return 1;
+        }
+    }
+    return 0;
+}
+
+/* Varied depth: an object continues the chain of the one before it half of the time (limbs,
+   chains), hangs below any earlier object otherwise (props on bodies), and now and then starts
+   a new top-level object */
+std::vector<ObjectDescription> generate(const std::uint32_t count, const std::uint32_t seed) {
+    std::mt19937 rng{seed};
+    std::uniform_real_distribution<double> unit{-1.0, 1.0};
+    std::vector<ObjectDescription> objects(count + 1);
+    for(std::uint32_t i = 1; i <= count; ++i) {
+        ObjectDescription& o = objects[i];
+        const double choice = 0.5*(unit(rng) + 1.0);
+        o.parent = i == 1 || choice < 0.04 ? 0 : choice < 0.54 ? i - 1 : std::uint32_t(rng() % i);
+        double length = 0.0;
+        for(double& c: o.axis) { c = unit(rng); length += c*c; }
+        length = std::sqrt(length);
+        for(double& c: o.axis) c = length > 1e-6 ? c/length : 0.0;
+        if(length <= 1e-6) o.axis[2] = 1.0;
+        o.angle = 3.0*unit(rng);
+        o.speed = 2.0*unit(rng);
+        for(double& c: o.offset) c = 2.0*unit(rng);
+        /* Every seventh object is stretched unevenly, which its subtree's offsets inherit */
+        for(int k = 0; k != 3; ++k) o.scaling[k] = i % 7 ? 1.0 : 1.0 + 0.25*k;
+        o.animated = i % 4 == 1;
+    }
+    return objects;
+}
+
+double angleAt(const ObjectDescription& o, const std::uint32_t frame) {
+    return o.animated ? o.angle + o.speed*frame/60.0 : o.angle;
+}
+
+/* Recursive world position in double precision: the parent's world rotation, scaling and
+   position, with the object's offset stretched by the parent's scaling */
+struct WorldD { double q[4]; double scaling[3]; double position[3]; };
+
+void multiply(const double* a, const double* b, double* out) {
+    const double r[4]{
+        a[3]*b[0] + b[3]*a[0] + a[1]*b[2] - a[2]*b[1],
+        a[3]*b[1] + b[3]*a[1] + a[2]*b[0] - a[0]*b[2],
+        a[3]*b[2] + b[3]*a[2] + a[0]*b[1] - a[1]*b[0],
+        a[3]*b[3] - a[0]*b[0] - a[1]*b[1] - a[2]*b[2]};
+    std::memcpy(out, r, sizeof(r));
+}
+
+WorldD worldOf(const std::vector<ObjectDescription>& objects, const std::uint32_t i, const std::uint32_t frame) {
+    if(i == 0) return WorldD{{0.0, 0.0, 0.0, 1.0}, {1.0, 1.0, 1.0}, {0.0, 0.0, 0.0}};
+    const ObjectDescription& o = objects[i];
+    const WorldD parent = worldOf(objects, o.parent, frame);
+    const double half = angleAt(o, frame)/2.0;
+    const double own[4]{o.axis[0]*std::sin(half), o.axis[1]*std::sin(half), o.axis[2]*std::sin(half), std::cos(half)};
+    WorldD out;
+    multiply(parent.q, own, out.q);
+    const double stretched[4]{o.offset[0]*parent.scaling[0], o.offset[1]*parent.scaling[1], o.offset[2]*parent.scaling[2], 0.0};
+    const double conjugate[4]{-parent.q[0], -parent.q[1], -parent.q[2], parent.q[3]};
+    double a[4], b[4];
+    multiply(parent.q, stretched, a);
+    multiply(a, conjugate, b);
+    for(int k = 0; k != 3; ++k) {
+        out.position[k] = parent.position[k] + b[k];
+        out.scaling[k] = parent.scaling[k]*o.scaling[k];
+    }
+    return out;
+}
+
+std::uint32_t depthOf(const std::vector<ObjectDescription>& objects, std::uint32_t i) {
+    std::uint32_t depth = 0;
+    for(; i; i = objects[i].parent) ++depth;
+    return depth;
+}
+
+/* Objects in depth-first pre-order, children in creation order, the root left out */
+std::vector<std::uint32_t> preOrder(const std::vector<ObjectDescription>& objects) {
+    const std::uint32_t count = std::uint32_t(objects.size());
+    std::vector<std::uint32_t> childStart(count + 1, 0), children(count);
+    for(std::uint32_t i = 1; i < count; ++i) ++childStart[objects[i].parent + 1];
+    for(std::uint32_t i = 0; i < count; ++i) childStart[i + 1] += childStart[i];
+    std::vector<std::uint32_t> fill(childStart.begin(), childStart.end() - 1);
+    for(std::uint32_t i = 1; i < count; ++i) children[fill[objects[i].parent]++] = i;
+
+    std::vector<std::uint32_t> order, stack{0};
+    order.reserve(count);
+    while(!stack.empty()) {
+        const std::uint32_t i = stack.back();
+        stack.pop_back();
+        if(i) order.push_back(i);
+        for(std::uint32_t c = childStart[i + 1]; c-- > childStart[i]; ) stack.push_back(children[c]);
+    }
+    return order;
+}
+
+double median(std::vector<double> values) {
+    std::sort(values.begin(), values.end());
+    const std::size_t n = values.size();
+    return n % 2 ? values[n/2] : (values[n/2 - 1] + values[n/2])/2.0;
+}
+
+}
+
+int main(int argc, char** argv) {
+    Options options;
+    if(const int result = parseOptions(argc, argv, options)) return result == 2 ? 0 : 1;
+
+    const std::vector<ObjectDescription> objects = generate(options.objects, options.seed);
+    std::uint32_t maxDepth = 0;
+    double depthSum = 0.0;
+    std::uint32_t deepest = 1;
+    for(std::uint32_t i = 1; i < objects.size(); ++i) {
+        const std::uint32_t depth = depthOf(objects, i);
+        depthSum += depth;
+        if(depth > maxDepth) {
+            maxDepth = depth;
+            deepest = i;
+        }
+    }
+
+    /* The scene graph: exactly as many slots as objects, so it never grows */
+    const std::uint32_t count = options.objects;
+    Data::SceneGraph graph{Data::SceneGraph::IndexType(count + 1), 0, 0};
+    std::vector<Data::Id> ids(count + 1, Data::Id{});
+    /* Added parent by parent in pre-order, so that every object lands at the end and nothing
+       moves: addObjectUnsafe() appends in constant time, where addObject() in creation order
+       would shift every later index and the build would take time quadratic in the count */
+    const std::vector<std::uint32_t> order = preOrder(objects);
+    const auto buildStart = std::chrono::steady_clock::now();
+    for(const std::uint32_t i: order)
+        ids[i] = graph.addObjectUnsafe(graph.indexOf(ids[objects[i].parent]));
+    const double buildMicroseconds = std::chrono::duration<double, std::micro>(std::chrono::steady_clock::now() - buildStart).count();
+
+    /* Indices are final once the hierarchy is built; ids would survive later changes too */
+    const auto localOf = [&](const std::uint32_t i, const std::uint32_t frame) {
+        const ObjectDescription& o = objects[i];
+        const Vector3 axis{float(o.axis[0]), float(o.axis[1]), float(o.axis[2])};
+        const Vector3 offset{float(o.offset[0]), float(o.offset[1]), float(o.offset[2])};
+        return DualQuaternion::from(Quaternion::rotation(float(angleAt(o, frame)), axis), offset);
+    };
+    std::vector<std::uint32_t> animated;
+    for(std::uint32_t i = 1; i <= count; ++i) {
+        const Data::SceneGraph::IndexType index = graph.indexOf(ids[i]);
+        graph.setLocalTransformation(index, localOf(i, 0));
+        graph.setLocalScaling(index, Vector3{float(objects[i].scaling[0]), float(objects[i].scaling[1]), float(objects[i].scaling[2])});
+        if(objects[i].animated) animated.push_back(i);
+    }
+    graph.setDirty(0);
+    graph.computeAbsoluteTransformations();
+
+    /* How many world transformations one frame recomputes: the animated objects' subtrees */
+    for(const std::uint32_t i: animated) graph.setDirty(graph.indexOf(ids[i]));
+    std::uint32_t recomputed = 0;
+    for(std::uint32_t index = 0; index != graph.size(); ++index) recomputed += graph.isDirty(Data::SceneGraph::IndexType(index));
+    graph.computeAbsoluteTransformations();
+
+    std::vector<double> frameTimes, sweepTimes;
+    frameTimes.reserve(options.frames);
+    sweepTimes.reserve(options.frames);
+    for(std::uint32_t frame = 1; frame <= options.frames; ++frame) {
+        const auto start = std::chrono::steady_clock::now();
+        for(const std::uint32_t i: animated) {
+            const Data::SceneGraph::IndexType index = graph.indexOf(ids[i]);
+            graph.setLocalTransformation(index, localOf(i, frame));
+            graph.setDirty(index);
+        }
+        const auto sweepStart = std::chrono::steady_clock::now();
+        graph.computeAbsoluteTransformations();
+        const auto end = std::chrono::steady_clock::now();
+        frameTimes.push_back(std::chrono::duration<double, std::micro>(end - start).count());
+        sweepTimes.push_back(std::chrono::duration<double, std::micro>(end - sweepStart).count());
+    }
+
+    std::printf("\nQuillmarshEngine demo host\n");
+    std::printf("  scene:      %u objects below the root, depth up to %u (mean %.1f), every 7th object scaled unevenly\n",
+        count, maxDepth, depthSum/count);
+    std::printf("  built in:   %.1f us (%u addObjectUnsafe calls in pre-order)\n", buildMicroseconds, count);
+    std::printf("  frames:     %u, %zu animated objects each, %u world transformations recomputed per frame\n",
+        options.frames, animated.size(), recomputed);
+    const double sweepMedian = median(sweepTimes);
+    std::printf("  per frame:  median %.1f us (local updates and dirty marking included), of which world transformations %.1f us (%.2f ns per object)\n",
+        median(frameTimes), sweepMedian, recomputed ? 1000.0*sweepMedian/recomputed : 0.0);
+    std::printf("              fastest frame %.1f us, slowest %.1f us\n",
+        *std::min_element(frameTimes.begin(), frameTimes.end()), *std::max_element(frameTimes.begin(), frameTimes.end()));
+
+    /* The deepest object, the first and last created, and a few others, against the recursive
+       computation in double precision at the last frame */
+    std::vector<std::uint32_t> checked{deepest, 1, count};
+    std::mt19937 rng{options.seed + 1};
+    for(int k = 0; k != 4; ++k) checked.push_back(1 + std::uint32_t(rng() % count));
+    std::sort(checked.begin(), checked.end());
+    checked.erase(std::unique(checked.begin(), checked.end()), checked.end());
+    std::printf("  check against a recursive computation, frame %u:\n", options.frames);
+    std::uint32_t failed = 0;
+    for(const std::uint32_t i: checked) {
+        const WorldD expected = worldOf(objects, i, options.frames);
+        const Vector3 actual = graph.worldTransformation(graph.indexOf(ids[i])).translation();
+        double error = 0.0, magnitude = 1.0;
+        for(int k = 0; k != 3; ++k) {
+            error = std::max(error, std::abs(double(actual[k]) - expected.position[k]));
+            magnitude = std::max(magnitude, std::abs(expected.position[k]));
+        }
+        const bool ok = error <= 1.0e-4*magnitude;
+        failed += !ok;
+        std::printf("    object %5u  depth %3u  world position (%9.3f, %9.3f, %9.3f)  expected (%9.3f, %9.3f, %9.3f)  error %.1e  %s\n",
+            i, depthOf(objects, i), double(actual[0]), double(actual[1]), double(actual[2]),
+            expected.position[0], expected.position[1], expected.position[2], error, ok ? "ok" : "MISMATCH");
+    }
+    if(failed) {
+        std::printf("  %u of %zu checked objects disagree with the recursive computation\n", failed, checked.size());
+        return 1;
+    }
+    std::printf("  all %zu checked objects agree with the recursive computation\n", checked.size());
+    return 0;
+}
