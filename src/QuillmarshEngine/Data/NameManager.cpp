@@ -14,6 +14,8 @@ NameManager::~NameManager() = default;
 
 const char* NameManager::name() const { return "name"; }
 
+void NameManager::doUpdate() {}
+
 void NameManager::updateComponent(IndexType) {}
 
 void NameManager::layerInit() {

@@ -37,6 +37,9 @@ class QUILLMARSH_EXPORT NameManager: public ComponentManager {
         /** @brief `"name"` */
         const char* name() const override;
 
+        /** @brief Nothing to do per frame: the update loop is skipped entirely */
+        void doUpdate() override;
+
         /** @brief Nothing to do per frame */
         void updateComponent(IndexType index) override;
 
