@@ -433,6 +433,48 @@ TEST(ComponentManagerDeathTest, invalidIndices) {
     EXPECT_DEATH(manager.deleteComponent(1), "^ComponentManager::deleteComponent\\(\\): index 1 out of range for 1 components\n$");
 }
 
+TEST(ComponentManagerTest, appendDropsComponentsWithoutManager) {
+    Quiet quiet;
+    SceneGraph target{4, 2, 4};
+    SceneGraph source{4, 2, 4};
+    TestManager sourceManager{4};
+    source.setComponentManager(1, "test", &sourceManager);
+    sourceManager.addComponent(source.addObject(Id{0}));
+    std::ostringstream warnings;
+    {
+        Warning redirect{&warnings};
+        target.append(source);
+    }
+    EXPECT_EQ(warnings.str(), "SceneGraph::append(): components of manager slot 1 dropped, this scene graph has no manager there\n");
+    EXPECT_EQ(target.size(), 2);
+    EXPECT_EQ(target.componentCount(), 0);
+}
+
+/* A manager whose layout does not start with the owner column */
+struct BadLayoutManager: ComponentManager {
+    BadLayoutManager(): ComponentManager{0}, _layout{*this} {
+        setLayout(&_layout);
+        allocate(4);
+    }
+    const char* name() const override { return "bad"; }
+    void updateComponent(IndexType) override {}
+    SparseArrayStaticLayout<SparseLayer<float>, SparseLayer<Id, SparseLayerFlag::ObjectId>> _layout;
+};
+
+TEST(ComponentManagerDeathTest, layoutWithoutOwnerColumnFirst) {
+    EXPECT_DEATH(BadLayoutManager{}, "^ComponentManager::init\\(\\): the first column of the layout is not the owner column\n$");
+}
+
+TEST(ComponentManagerDeathTest, appendInvalid) {
+    Scene scene{1};
+    TestManager a{4};
+    TestManager unregistered{4};
+    scene.graph.setComponentManager(0, "a", &a);
+    EXPECT_DEATH(a.append(unregistered, 0), "^ComponentManager::append\\(\\): the manager is not registered with a scene graph\n$");
+    EXPECT_DEATH(a.append(a, 0), "^ComponentManager::append\\(\\): cannot append a manager to itself\n$");
+    EXPECT_DEATH(a.cloneComponent(Id{2}, Id{1}), "^ComponentManager::cloneComponent\\(\\): component Id\\(2\\) is not alive\n$");
+}
+
 TEST(ComponentManagerDeathTest, appendDifferentType) {
     Scene scene{1};
     TestManager a{4, "a"};

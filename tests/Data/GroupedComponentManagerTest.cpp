@@ -493,9 +493,21 @@ TEST(GroupedComponentManagerDeathTest, invalid) {
     manager.addComponent(scene.object);
     EXPECT_DEATH(manager.setGroup(0, 0, 2), "^Assertion subGroup < subGroupsCount\\(\\) failed at Data/SparseArrayGrouped.cpp:[0-9]+\n$");
     EXPECT_DEATH(manager.setGroup(0, 2, 0), "^Assertion IndexType\\(g \\+ 1\\) < _groupOffsets.size\\(\\) failed at Data/SparseArrayGrouped.cpp:[0-9]+\n$");
-    EXPECT_DEATH(manager.setGroup(0, 40000, 1), "^Assertion IndexType\\(g \\+ 1\\) < _groupOffsets.size\\(\\) failed at Data/SparseArrayGrouped.cpp:[0-9]+\n$");
     EXPECT_DEATH(manager.setGroup(1, 0, 0), "^SparseArrayGrouped::setGroup\\(\\): index 1 out of range for 1 elements\n$");
+    EXPECT_DEATH(manager.setGroup(0, 40000, 1), "^Assertion IndexType\\(g \\+ 1\\) < _groupOffsets.size\\(\\) failed at Data/SparseArrayGrouped.cpp:[0-9]+\n$");
     EXPECT_DEATH(manager.addGroups(40000), "^GroupedComponentManager::addGroups\\(\\): 40002 groups of 2 subgroups exceed 65534 slots\n$");
+}
+
+TEST(GroupedComponentManagerDeathTest, appendDifferentGrouping) {
+    Quiet quiet;
+    SceneGraph target{4, 1, 4};
+    SceneGraph source{4, 1, 4};
+    TestManager targetManager{2, 2, 2};
+    TestManager sourceManager{2, 2, 1};
+    target.setComponentManager(0, "grouped", &targetManager);
+    source.setComponentManager(0, "grouped", &sourceManager);
+    sourceManager.addComponent(source.addObject(Id{0}));
+    EXPECT_DEATH(target.append(source), "^SparseArrayGrouped::appendSlots\\(\\): cannot append 2 x 1 slots to 2 x 2\n$");
 }
 
 }}}
