@@ -109,6 +109,22 @@ TEST(NameManagerTest, cloneAndAppend) {
     EXPECT_EQ(graph.checkInvariants(), "");
 }
 
+TEST(NameManagerTest, appendRootOnly) {
+    Quiet quiet;
+    SceneGraph graph{4, 1, 4};
+    NameManager names{4};
+    graph.setComponentManager(0, "name", &names);
+    SceneGraph other{1, 1, 4};
+    NameManager otherNames{4};
+    other.setComponentManager(0, "name", &otherNames);
+    otherNames.setObjectName(Id{0}, "other root");
+    /* No object to append, but the other root's components still come along to this root */
+    graph.append(other);
+    EXPECT_EQ(graph.size(), 1);
+    EXPECT_EQ(names.objectName(Id{0}), "other root");
+    EXPECT_EQ(graph.checkInvariants(), "");
+}
+
 TEST(NameManagerDeathTest, unregistered) {
     NameManager names{4};
     EXPECT_DEATH(names.setObjectName(Id{0}, "x"), "^ComponentManager::addComponent\\(\\): the manager is not registered with a scene graph\n$");

@@ -371,7 +371,6 @@ void SceneGraph::append(const SceneGraph& other, Function<void(Id, Id)> callback
     const std::uint32_t count = other.size() - 1u;
     QUILLMARSH_ASSERT(size() + count <= 0xffffu,
         "SceneGraph::append(): appending" << count << "objects exceeds 65535 objects", );
-    if(!count) return;
     ensureAdditionalCapacityOf(std::uint16_t(count), 0, 0);
     /* The other graph is in pre-order; appended behind the last object with its root mapped to
        this root it stays in pre-order */
