@@ -496,6 +496,35 @@ TEST(SceneGraphTest, transformations) {
     EXPECT_EQ(fromV(g.localScaling(g.indexOf(d))).y, 3.0f);
 }
 
+TEST(SceneGraphTest, worldTransformsMoveWithTheirObjects) {
+    Quiet quiet;
+    SceneGraph g{16, 0, 0};
+    const Id a = g.addObject(0), b = g.addObject(0), c = g.addObject(0);
+    const Id b1 = g.addObject(b);
+    for(const Id id: {a, b, c, b1}) {
+        g.setLocalTransformation(g.indexOf(id), toDq(axisAngle(0, 1, 0, 0.1f*id), {float(id), 0, 0}));
+        g.setDirty(g.indexOf(id));
+    }
+    g.computeAbsoluteTransformations();
+    std::map<std::uint16_t, std::vector<char>> before;
+    for(const Id id: {a, b, c, b1}) {
+        const char* w = reinterpret_cast<const char*>(&g.worldTransformation(g.indexOf(id)));
+        before[id] = std::vector<char>(w, w + sizeof(DualQuaternion));
+    }
+    const auto unchanged = [&](Id id) {
+        const char* w = reinterpret_cast<const char*>(&g.worldTransformation(g.indexOf(id)));
+        return std::vector<char>(w, w + sizeof(DualQuaternion)) == before[id];
+    };
+    /* Re-parenting to the same parent moves b and b1 behind c without marking anything dirty:
+       their world values travel with them */
+    g.reparent(b, 0);
+    EXPECT_EQ(g.dirtyBits().count(), 0u);
+    for(const Id id: {a, b, c, b1}) EXPECT_TRUE(unchanged(id)) << id;
+    /* Deleting a moves every later object down by one, world values included */
+    g.deleteObjects(a);
+    for(const Id id: {b, c, b1}) EXPECT_TRUE(unchanged(id)) << id;
+}
+
 TEST(SceneGraphTest, concatenateShortcutAgrees) {
     const DualQuaternion parent = toDq(axisAngle(1, 2, 3, 0.7f), {1, -2, 0.5f});
     const DualQuaternion child = toDq(axisAngle(-1, 0, 2, 1.3f), {0.25f, 4, -1});

@@ -132,20 +132,21 @@ TEST(MemoryPartitionTest, moveBit) {
 
     /* Random bits, every pair of positions across four words, single bits and runs */
     std::mt19937 rng{7};
-    for(int iteration = 0; iteration != 3000; ++iteration) {
-        std::uint32_t words[4]{std::uint32_t(rng()), std::uint32_t(rng()), std::uint32_t(rng()), std::uint32_t(rng())};
-        const BitSetView view{words, 4};
-        std::vector<bool> bits(128);
-        for(std::size_t i = 0; i != 128; ++i) bits[i] = view[i];
-        const std::size_t count = iteration % 3 == 0 ? 1 + rng() % 40 : 1;
-        const std::size_t from = rng() % (129 - count);
-        std::size_t to = rng() % 129;
+    for(int iteration = 0; iteration != 6000; ++iteration) {
+        std::uint32_t words[8];
+        for(std::uint32_t& w: words) w = std::uint32_t(rng());
+        const BitSetView view{words, 8};
+        std::vector<bool> bits(256);
+        for(std::size_t i = 0; i != 256; ++i) bits[i] = view[i];
+        const std::size_t count = iteration % 3 == 0 ? 1 + rng() % 120 : 1;
+        const std::size_t from = rng() % (257 - count);
+        std::size_t to = rng() % 257;
         if(to > from && to < from + count) to = from;
         const std::vector<bool> expected = moveBitsReference(bits, from, count, to);
         if(count == 1) Utils::moveBit(view, from, to);
         else Utils::moveBitRange(view, from, count, to);
-        for(std::size_t i = 0; i != 128; ++i)
-            ASSERT_EQ(view[i], expected[i]) << from << count << to << i;
+        for(std::size_t i = 0; i != 256; ++i)
+            ASSERT_EQ(view[i], expected[i]) << from << " " << count << " " << to << " " << i;
     }
 }
 

@@ -197,11 +197,13 @@ Id SceneGraph::addObject(const Id parent) {
     const Id id = addObjectUnsafe(p);
     const IndexType k = IndexType(size() - 1);
     const IndexType target = IndexType(p + _objects[p].descendants);
-    /* Bring the new object down to the end of its parent's subtree */
-    for(IndexType j = k; j > target; --j) swap(j, IndexType(j - 1));
+    /* Bring the new object down to the end of its parent's subtree. Equivalent to swapping
+       it down one position at a time, with one move per column instead of a swap per
+       position. */
     if(k > target) {
-        for(std::uint32_t i = target; i < size(); ++i)
-            if(i != target && _objects[i].parent >= target) ++_objects[i].parent;
+        moveObjectIndexRange(k, 1, target);
+        for(std::uint32_t i = std::uint32_t{target} + 1; i < size(); ++i)
+            if(_objects[i].parent >= target) ++_objects[i].parent;
     }
     return id;
 }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 #include <memory>
+#include <vector>
 
 namespace QuillmarshEngine { namespace Utils {
 
@@ -207,25 +208,61 @@ void moveBit(const BitSetView bits, const std::size_t from, const std::size_t to
     }
 }
 
+namespace {
+
+/* Up to 32 bits starting at bit pos; expects pos + count within the words */
+inline std::uint32_t readBits(const std::uint32_t* const words, const std::size_t pos, const unsigned count) {
+    const std::size_t word = pos >> 5;
+    const unsigned offset = pos & 31;
+    std::uint64_t value = words[word] >> offset;
+    if(offset + count > 32) value |= std::uint64_t{words[word + 1]} << (32 - offset);
+    return count == 32 ? std::uint32_t(value) : std::uint32_t(value) & ((1u << count) - 1u);
+}
+
+/* Write the low count bits of value at bit pos */
+inline void writeBits(std::uint32_t* const words, const std::size_t pos, const unsigned count, const std::uint32_t value) {
+    const std::size_t word = pos >> 5;
+    const unsigned offset = pos & 31;
+    const std::uint64_t mask = (count == 32 ? 0xffffffffull : ((1ull << count) - 1ull)) << offset;
+    const std::uint64_t shifted = std::uint64_t{value} << offset;
+    words[word] = std::uint32_t((words[word] & ~mask) | (shifted & mask));
+    if(offset + count > 32)
+        words[word + 1] = std::uint32_t((words[word + 1] & ~(mask >> 32)) | ((shifted & mask) >> 32));
+}
+
+/* Copy count bits from bit source of from to bit target of to, 32 at a time */
+void copyBits(const std::uint32_t* const from, std::size_t source, std::uint32_t* const to, std::size_t target, std::size_t count) {
+    while(count) {
+        const unsigned n = unsigned(std::min<std::size_t>(count, 32));
+        writeBits(to, target, n, readBits(from, source, n));
+        source += n;
+        target += n;
+        count -= n;
+    }
+}
+
+}
+
 void moveBitRange(const BitSetView bits, const std::size_t from, const std::size_t count, const std::size_t to) {
     if(from == to || count == 0) return;
     QUILLMARSH_ASSERT(from + count <= bits.bitCount() && to <= bits.bitCount(),
         "Utils::moveBitRange(): range of" << count << "bits from" << from << "to" << to << "out of range for" << bits.bitCount() << "bits", );
     if(from < to && to <= from + count) return;
-    /* Rotating a run is the same as rotating the other side the opposite way; move whichever
-       side has fewer bits, one bit at a time with word-wide shifts */
+    if(count == 1) return moveBit(bits, from, to);
+    /* The affected span [lo, hi) is copied aside and written back in its new order, 32 bits at
+       a time */
+    const std::size_t lo = std::min(from, to);
+    const std::size_t hi = std::max(from + count, to);
+    std::vector<std::uint32_t> temp((hi - lo + 31)/32 + 1);
+    copyBits(bits.words(), lo, temp.data(), 0, hi - lo);
+    const std::size_t runStart = from - lo;
     if(from < to) {
-        const std::size_t between = to - from - count;
-        if(count <= between)
-            for(std::size_t i = 0; i != count; ++i) moveBit(bits, from + count - 1 - i, to - i);
-        else
-            for(std::size_t i = 0; i != between; ++i) moveBit(bits, from + count + i, from + i);
+        /* The bits between move down to lo, the run follows them */
+        copyBits(temp.data(), runStart + count, bits.words(), lo, hi - lo - count);
+        copyBits(temp.data(), runStart, bits.words(), hi - count, count);
     } else {
-        const std::size_t between = from - to;
-        if(count <= between)
-            for(std::size_t i = 0; i != count; ++i) moveBit(bits, from + i, to + i);
-        else
-            for(std::size_t i = 0; i != between; ++i) moveBit(bits, from - 1 - i, from + count - i);
+        copyBits(temp.data(), runStart, bits.words(), lo, count);
+        copyBits(temp.data(), 0, bits.words(), lo + count, from - to);
     }
 }
 
