@@ -12,7 +12,9 @@
 #include <string>
 #include <vector>
 
+#include "QuillmarshEngine/Data/NameManager.h"
 #include "QuillmarshEngine/Data/SceneGraph.h"
+#include "QuillmarshEngine/Data/SparseLayer.h"
 #include "QuillmarshEngine/Math/DualQuaternion.h"
 #include "QuillmarshEngine/Math/Quaternion.h"
 #include "QuillmarshEngine/Math/Vector3.h"
@@ -28,6 +30,8 @@ constexpr const char* Usage =
     "depth, changes the local transformations of every fourth object each frame for the given number\n"
     "of frames (default 300), computes the world transformations, and reports the median time per\n"
     "frame. A few objects' world positions are then checked against a recursive computation.\n"
+    "Every object gets a name (name manager), and up to 16 extra objects spin about Y, driven by a\n"
+    "manager of the host's own; both managers are updated every frame and checked at the end.\n"
     "\n"
     "  --objects N   number of objects below the scene root, 1 to 65534\n"
     "  --frames N    number of frames to run, 1 to 1000000\n"
@@ -188,6 +192,27 @@ double median(std::vector<double> values) {
 
 }
 
+/* The host's own manager: objects that spin about the Y axis at their own speed, driven by the
+   accumulated time of the manager's update */
+struct SpinManager: Data::ComponentManager {
+    explicit SpinManager(IndexType capacity): Data::ComponentManager{0}, _layout{*this} {
+        setLayout(&_layout);
+        allocate(capacity);
+    }
+    const char* name() const override { return "spin"; }
+    void updateComponent(const IndexType index) override {
+        Data::SceneGraph& graph = *sceneGraph();
+        const Data::SceneGraph::IndexType object = graph.indexOf(owner(index));
+        const float angle = float(accumulatedTime())*speed(index);
+        graph.setLocalTransformation(object, DualQuaternion::from(Quaternion::rotation(angle, Vector3{0.0f, 1.0f, 0.0f}),
+            graph.localTransformation(object).translation()));
+        graph.setDirty(object);
+    }
+    float& speed(const IndexType index) { return _layout.get<1>()[index]; }
+
+    Data::SparseArrayStaticLayout<Data::SparseLayer<Data::Id, Data::SparseLayerFlag::ObjectId>, Data::SparseLayer<float>> _layout;
+};
+
 int main(int argc, char** argv) {
     Options options;
     if(const int result = parseOptions(argc, argv, options)) return result == 2 ? 0 : 1;
@@ -207,7 +232,13 @@ int main(int argc, char** argv) {
 
     /* The scene graph: exactly as many slots as objects, so it never grows */
     const std::uint32_t count = options.objects;
-    Data::SceneGraph graph{Data::SceneGraph::IndexType(count + 1), 0, 0};
+    /* Plus a few spinning objects of the host's own manager, and a name for every object */
+    const std::uint32_t Spinners = std::min<std::uint32_t>(16, (65534 - count)/2);
+    Data::SceneGraph graph{Data::SceneGraph::IndexType(count + 1 + Spinners), 2, std::uint16_t(count + 1 + 2*Spinners)};
+    Data::NameManager names{Data::SceneGraph::IndexType(count + 1 + Spinners)};
+    SpinManager spin{Data::SceneGraph::IndexType(Spinners)};
+    graph.setComponentManager(0, "name", &names);
+    graph.setComponentManager(1, "spin", &spin);
     std::vector<Data::Id> ids(count + 1, Data::Id{});
     /* Added parent by parent in pre-order, so that every object lands at the end and nothing
        moves: addObjectUnsafe() appends in constant time, where addObject() in creation order
@@ -232,6 +263,18 @@ int main(int argc, char** argv) {
         graph.setLocalScaling(index, Vector3{float(objects[i].scaling[0]), float(objects[i].scaling[1]), float(objects[i].scaling[2])});
         if(objects[i].animated) animated.push_back(i);
     }
+    std::vector<Data::Id> spinners;
+    for(std::uint32_t k = 0; k != Spinners; ++k) {
+        spinners.push_back(graph.addObjectUnsafe(0));
+        graph.setLocalTransformation(graph.indexOf(spinners.back()), DualQuaternion::translation(Vector3{float(k), 0.0f, 0.0f}));
+        const Data::Id component = spin.addComponent(spinners.back());
+        spin.speed(spin.indexOf(component)) = 0.5f + 0.25f*float(k);
+        spin.activate(spin.indexOf(component));
+        names.setObjectName(spinners.back(), "spinner " + std::to_string(k));
+    }
+    for(std::uint32_t i = 1; i <= count; ++i) names.setObjectName(ids[i], "object " + std::to_string(i));
+    names.setObjectName(Data::Id{0}, "root");
+    graph.activate();
     graph.setDirty(0);
     graph.computeAbsoluteTransformations();
 
@@ -241,7 +284,7 @@ int main(int argc, char** argv) {
     for(std::uint32_t index = 0; index != graph.size(); ++index) recomputed += graph.isDirty(Data::SceneGraph::IndexType(index));
     graph.computeAbsoluteTransformations();
 
-    std::vector<double> frameTimes, sweepTimes;
+    std::vector<double> frameTimes, sweepTimes, managerTimes;
     frameTimes.reserve(options.frames);
     sweepTimes.reserve(options.frames);
     for(std::uint32_t frame = 1; frame <= options.frames; ++frame) {
@@ -251,9 +294,13 @@ int main(int argc, char** argv) {
             graph.setLocalTransformation(index, localOf(i, frame));
             graph.setDirty(index);
         }
+        const auto managersStart = std::chrono::steady_clock::now();
+        spin.update(1.0/60.0);
+        names.update(1.0/60.0);
         const auto sweepStart = std::chrono::steady_clock::now();
         graph.computeAbsoluteTransformations();
         const auto end = std::chrono::steady_clock::now();
+        managerTimes.push_back(std::chrono::duration<double, std::micro>(sweepStart - managersStart).count());
         frameTimes.push_back(std::chrono::duration<double, std::micro>(end - start).count());
         sweepTimes.push_back(std::chrono::duration<double, std::micro>(end - sweepStart).count());
     }
@@ -269,6 +316,26 @@ int main(int argc, char** argv) {
         median(frameTimes), sweepMedian, recomputed ? 1000.0*sweepMedian/recomputed : 0.0);
     std::printf("              fastest frame %.1f us, slowest %.1f us\n",
         *std::min_element(frameTimes.begin(), frameTimes.end()), *std::max_element(frameTimes.begin(), frameTimes.end()));
+    std::printf("  managers:   %u names, %u spinning objects; their updates take a median %.1f us per frame\n",
+        std::uint32_t(names.size()), std::uint32_t(spin.size()), median(managerTimes));
+
+    /* Names resolve back to their objects, and each spinner turned by its speed times the time
+       the manager accumulated */
+    std::uint32_t failed = 0;
+    const std::optional<Data::Id> named = names.findObject("object " + std::to_string(count));
+    const bool nameOk = named && *named == ids[count] && names.objectName(ids[count]) == "object " + std::to_string(count);
+    failed += !nameOk;
+    std::printf("  name lookup: \"object %u\" -> %s\n", count, nameOk ? "ok" : "MISMATCH");
+    for(const std::uint32_t k: {0u, Spinners - 1}) {
+        if(k >= Spinners) break;
+        const Quaternion rotation = graph.worldTransformation(graph.indexOf(spinners[k])).rotation();
+        const double expected = std::fmod(spin.accumulatedTime()*(0.5 + 0.25*k), 2.0*3.14159265358979);
+        const double actual = std::fmod(2.0*std::atan2(double(rotation.vector().y()), double(rotation.scalar())) + 4.0*3.14159265358979, 2.0*3.14159265358979);
+        const double error = std::min(std::abs(actual - expected), 2.0*3.14159265358979 - std::abs(actual - expected));
+        const bool ok = error < 1.0e-2;
+        failed += !ok;
+        std::printf("  spinner %2u: angle %.4f rad, expected %.4f  %s\n", k, actual, expected, ok ? "ok" : "MISMATCH");
+    }
 
     /* The deepest object, the first and last created, and a few others, against the recursive
        computation in double precision at the last frame */
@@ -278,7 +345,6 @@ int main(int argc, char** argv) {
     std::sort(checked.begin(), checked.end());
     checked.erase(std::unique(checked.begin(), checked.end()), checked.end());
     std::printf("  check against a recursive computation, frame %u:\n", options.frames);
-    std::uint32_t failed = 0;
     for(const std::uint32_t i: checked) {
         const WorldD expected = worldOf(objects, i, options.frames);
         const Vector3 actual = graph.worldTransformation(graph.indexOf(ids[i])).translation();

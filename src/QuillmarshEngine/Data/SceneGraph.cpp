@@ -90,7 +90,11 @@ Utils::Result<std::unique_ptr<SceneGraph>> SceneGraph::adopt(std::vector<char>&&
     return R{std::move(graph)};
 }
 
-SceneGraph::~SceneGraph() = default;
+SceneGraph::~SceneGraph() {
+    /* Managers outlive their scene graph without a dangling pointer to it */
+    for(ComponentManager* const manager: _managers)
+        if(manager && componentManagerHooks.attach) componentManagerHooks.attach(*manager, nullptr, 0);
+}
 
 SceneGraph::Tail& SceneGraph::tail() {
     QUILLMARSH_ASSERT(_data.size() >= sizeof(SparseArrayHeader) + sizeof(Tail),
@@ -348,6 +352,17 @@ Id SceneGraph::cloneObject(const Id object, const Id parent) {
         copies[k] = addObject(k ? copies[relativeParent[k]] : parent);
         copyObjectTransform(source[k], copies[k]);
     }
+    /* Components of each original, snapshot first since listing the copies' ones shifts the
+       component list */
+    std::vector<std::pair<std::uint8_t, Id>> components;
+    for(std::uint32_t k = 0; k != n; ++k) {
+        components.clear();
+        for(std::uint16_t at = _componentsOffsets[source[k]]; at != _componentsOffsets[std::size_t{source[k]} + 1]; ++at)
+            components.emplace_back(_componentManagers[at], _componentIds[at]);
+        for(const auto& [manager, component]: components)
+            if(manager < _managers.size() && _managers[manager] && componentManagerHooks.cloneComponent)
+                componentManagerHooks.cloneComponent(*_managers[manager], component, copies[k]);
+    }
     setDirty(indexOf(copies[0]));
     return copies[0];
 }
@@ -358,7 +373,6 @@ void SceneGraph::append(const SceneGraph& other, Function<void(Id, Id)> callback
     const std::uint32_t count = other.size() - 1u;
     QUILLMARSH_ASSERT(size() + count <= 0xffffu,
         "SceneGraph::append(): appending" << count << "objects exceeds 65535 objects", );
-    if(!count) return;
     ensureAdditionalCapacityOf(std::uint16_t(count), 0, 0);
     /* The other graph is in pre-order; appended behind the last object with its root mapped to
        this root it stays in pre-order */
@@ -373,6 +387,19 @@ void SceneGraph::append(const SceneGraph& other, Function<void(Id, Id)> callback
     }
     setFlagRange(_dirty, base + 1, size());
     setFlagRange(_changed, base + 1, size());
+
+    /* The other graph's object at index k now lies at base + k */
+    for(std::uint16_t slot = 0; slot < other.managerCount(); ++slot) {
+        ComponentManager* const from = other._managers[slot];
+        if(!from) continue;
+        ComponentManager* const to = slot < managerCount() ? _managers[slot] : nullptr;
+        if(!to) {
+            QUILLMARSH_WARNING("SceneGraph::append(): components of manager slot" << slot << "dropped, this scene graph has no manager there");
+            continue;
+        }
+        if(componentManagerHooks.appendComponents)
+            componentManagerHooks.appendComponents(*to, *from, IndexType(base));
+    }
 }
 
 bool SceneGraph::isParent(const Id parent, const Id child) const {

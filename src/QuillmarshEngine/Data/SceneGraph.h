@@ -71,6 +71,10 @@ class QUILLMARSH_EXPORT SceneGraph: public SparseArray {
             void(*activateInScene)(ComponentManager& manager);
             /** Deactivate the manager's active components in the scene */
             void(*deactivateInScene)(ComponentManager& manager);
+            /** Copy a component onto a new one owned by @p object and return its id */
+            Id(*cloneComponent)(ComponentManager& manager, Id component, Id object) = nullptr;
+            /** Append the components of @p other, whose objects now start at @p objectIndexOffset */
+            void(*appendComponents)(ComponentManager& manager, const ComponentManager& other, IndexType objectIndexOffset) = nullptr;
         };
 
         /** @brief Install the component-manager hooks for all scene graphs */
@@ -152,8 +156,9 @@ class QUILLMARSH_EXPORT SceneGraph: public SparseArray {
          * @brief Copy @p object and its subtree under @p parent
          *
          * The copies get fresh ids, the same shape and the local transformations and scalings
-         * of the originals, and are marked dirty. Components are not copied: the copies start
-         * with empty component runs. Returns the id of the copy of @p object.
+         * of the originals, and are marked dirty. Every component of the originals is copied
+         * in its manager onto a new component of the copy (active when the original is), in
+         * run order. Returns the id of the copy of @p object.
          */
         Id cloneObject(Id object, Id parent);
 
@@ -161,9 +166,11 @@ class QUILLMARSH_EXPORT SceneGraph: public SparseArray {
          * @brief Append all objects of @p other under this graph's root
          *
          * The children of the other root become children of this root, in order, with fresh
-         * ids and the same local transformations, marked dirty. Components are not carried; the
-         * optional @p callback gets (other's id, new id) for every appended object so that the
-         * caller can carry them.
+         * ids and the same local transformations, marked dirty. The components of every manager
+         * slot registered in both graphs are appended to this graph's manager (see
+         * @ref ComponentManager::append(); those of the other root go to this root); components
+         * of a slot empty here are dropped with a warning. The optional @p callback gets (other's
+         * id, new id) for every appended object.
          */
         void append(const SceneGraph& other, Function<void(Id, Id)> callback = {});
 
