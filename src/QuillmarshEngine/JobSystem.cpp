@@ -88,7 +88,8 @@ struct JobSystem::State {
        counters one after another could see a job that moves between queued and running in
        neither. */
     std::atomic<std::int32_t> activeJobs{0};
-    /* Copy of JobSystem::_count for the check update() makes without the lock */
+    /* Copy of JobSystem::_count for the checks compact() and dispatchFunc() make without the
+       lock */
     std::atomic<std::int32_t> count{0};
     /* Workers going to sleep or asleep, so that a dispatch nobody needs to hear about skips the
        wake-up. A worker raises it with the ring lock held, after it saw queuedJobs at zero in the
@@ -217,6 +218,11 @@ int JobSystem::dispatchFunc(Job&& job, const std::span<const int> dependencies, 
     State& s = *_state;
     flags = flags & (JobFlag::MainThread|JobFlag::IgnoreFailedDependencies);
     const bool main = bool(flags & JobFlag::MainThread);
+
+    /* A host dispatching in waves tries again and again while the ring is full; that answer
+       needs no lock. The count only drops under the lock, so a full ring seen here was full at
+       the moment of the read, and a retirement this thread made or synchronised with is seen. */
+    if(s.count.load(std::memory_order_relaxed) == MaxInFlight) return -1;
 
     int id;
     bool sleeping;
