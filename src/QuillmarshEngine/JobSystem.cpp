@@ -29,29 +29,26 @@ thread_local int JobDepth = 0;
 thread_local int RepeatSlot = -1;
 
 /* The ring lock. It is only ever held for a scan and some bookkeeping, so a contended lock spins
-   briefly before it sleeps on a futex (through std::atomic::wait); with workers, the main thread
-   and dispatching threads sharing few cores, sleeping at once costs far more than the wait */
+   briefly and then yields its core until the holder is done. Nobody ever sleeps on it, so
+   unlocking is a plain releasing store: a lock that lets waiters sleep has to read-modify-write
+   on unlock too, to learn whether it must wake one, and that costs as much as the locking itself
+   with the two or three critical sections every job needs. With workers, the main thread and
+   dispatching threads sharing few cores, yielding also hands the core to a holder that was
+   preempted. */
 class RingMutex {
     public:
         void lock() {
-            for(int i = 0; i != SpinCount + YieldCount; ++i) {
-                int expected = 0;
-                if(_state.load(std::memory_order_relaxed) == 0 &&
-                   _state.compare_exchange_weak(expected, 1, std::memory_order_acquire, std::memory_order_relaxed))
+            for(int i = 0; ; ++i) {
+                if(!_locked.load(std::memory_order_relaxed) &&
+                   !_locked.exchange(true, std::memory_order_acquire))
                     return;
-                /* With more threads than cores the holder may have been preempted: give it the
-                   core before sleeping */
                 if(i < SpinCount) pause();
                 else std::this_thread::yield();
             }
-            /* 2 means locked with possible sleepers, so that unlock() knows to wake one */
-            while(_state.exchange(2, std::memory_order_acquire) != 0)
-                _state.wait(2, std::memory_order_relaxed);
         }
 
         void unlock() {
-            if(_state.exchange(0, std::memory_order_release) == 2)
-                _state.notify_one();
+            _locked.store(false, std::memory_order_release);
         }
 
         static void pause() {
@@ -62,9 +59,8 @@ class RingMutex {
 
     private:
         static constexpr int SpinCount = 64;
-        static constexpr int YieldCount = 16;
 
-        std::atomic<int> _state{0};
+        std::atomic<bool> _locked{false};
 };
 
 /* Checks of the queue an idle worker makes before it goes to sleep */
