@@ -87,11 +87,15 @@ struct JobSystem::State {
     /* Copy of JobSystem::_count for the checks compact() and dispatchFunc() make without the
        lock */
     std::atomic<std::int32_t> count{0};
-    /* Workers going to sleep or asleep, so that a dispatch nobody needs to hear about skips the
-       wake-up. A worker raises it with the ring lock held, after it saw queuedJobs at zero in the
-       same critical section; a dispatcher reads it in the critical section that raises
-       queuedJobs. Whichever comes second sees the other. */
-    std::atomic<std::int32_t> sleepers{0};
+    /* Workers going to sleep or asleep, and how many of them were already sent a wake-up they
+       have not answered yet, both guarded by the ring lock. A worker registers in the critical
+       section in which it saw queuedJobs at zero and unregisters in the first one after its wait
+       ended; a dispatcher reads both in the critical section that raises queuedJobs. Whichever
+       comes second sees the other, and a dispatch only wakes a worker nobody woke yet: with the
+       sleepers slow to get a core, every dispatch would otherwise pay for a wake-up of its own
+       until the first woken worker runs. */
+    std::int32_t sleepers = 0;
+    std::int32_t wakesPending = 0;
     alignas(64) int threadCount = 0;
 };
 
@@ -229,7 +233,8 @@ int JobSystem::dispatchFunc(Job&& job, const std::span<const int> dependencies, 
 
         add(main ? s.queuedMainJobs : s.queuedJobs, 1);
         add(s.activeJobs, 1);
-        sleeping = !main && s.sleepers.load(std::memory_order_relaxed) > 0;
+        sleeping = !main && s.sleepers > s.wakesPending;
+        if(sleeping) ++s.wakesPending;
         _functions[id] = std::move(job);
         _flags[id] = flags;
 
@@ -320,14 +325,23 @@ bool JobSystem::step(const int worker, const bool mainOnly, const bool mayBlock,
         }
         lock.lock();
         if(s.queuedJobs.load(std::memory_order_relaxed) > 0) return false;
-        s.sleepers.fetch_add(1);
-        /* Lock order: jobsMutex, then waitMutex */
-        std::unique_lock<std::mutex> waitLock{s.waitMutex};
-        lock.unlock();
-        while(s.running.load() && s.queuedJobs.load() <= 0)
-            s.condition.wait(waitLock);
-        s.sleepers.fetch_sub(1);
-        return false;
+        ++s.sleepers;
+        {
+            /* Lock order: jobsMutex, then waitMutex */
+            std::unique_lock<std::mutex> waitLock{s.waitMutex};
+            lock.unlock();
+            /* One wait only: whatever ended it, the worker unregisters below, so a wake-up
+               counted as pending is always answered and never swallowed by a worker that found
+               the job taken and went back to sleep */
+            if(s.running.load() && s.queuedJobs.load() <= 0)
+                s.condition.wait(waitLock);
+        }
+        lock.lock();
+        --s.sleepers;
+        if(s.wakesPending) --s.wakesPending;
+        /* Look for work in the same critical section */
+        if(!s.running.load(std::memory_order_relaxed) || (id = acquireJob(worker, mainOnly)) == -1)
+            return false;
     }
 
     /* A worker thread goes on with the next acceptable job without releasing the lock in
@@ -369,7 +383,10 @@ void JobSystem::run(const int id) {
         const int offset = (id - _head) & RingMask;
         if(offset < _scanStart) _scanStart = offset;
         /* Lock order: jobsMutex, then waitMutex */
-        if(!main && s.sleepers.load(std::memory_order_relaxed) > 0) wake(s.waitMutex, s.condition);
+        if(!main && s.sleepers > s.wakesPending) {
+            ++s.wakesPending;
+            wake(s.waitMutex, s.condition);
+        }
     } else {
         if(result == JobResult::Repeat) {
             cancelledRepeat = std::move(_functions[id]);
