@@ -72,11 +72,14 @@ struct JobSystem::State {
     std::vector<std::thread> threads;
     std::condition_variable condition;
     std::mutex waitMutex;
-    /* The lock, the flag idle workers poll and the counters each get a cache line, so that
-       pollers do not take the line away from the lock holder */
+    /* The lock shares its cache line with everything a critical section writes here (the
+       counters, the count copy, the sleepers) and with the flag the workers check in it: taking
+       the lock brings the line along, so a critical section that follows one on another core
+       pays for one line transfer instead of three. With the workers busy, that is what a job
+       costs; pollers of the counters outside the lock are rarer. */
     alignas(64) RingMutex jobsMutex;
-    alignas(64) std::atomic<bool> running{true};
-    alignas(64) std::atomic<std::int32_t> runningJobs{0};
+    std::atomic<bool> running{true};
+    std::atomic<std::int32_t> runningJobs{0};
     std::atomic<std::int32_t> queuedMainJobs{0};
     std::atomic<std::int32_t> queuedJobs{0};
     /* Queued jobs of both kinds plus running ones, changed in the same critical sections as the
