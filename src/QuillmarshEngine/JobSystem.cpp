@@ -37,11 +37,14 @@ thread_local int RepeatSlot = -1;
    preempted. */
 class RingMutex {
     public:
-        void lock() {
+        void lock() { lockCounting(); }
+
+        /* Locks and returns how many times the lock was found taken */
+        int lockCounting() {
             for(int i = 0; ; ++i) {
                 if(!_locked.load(std::memory_order_relaxed) &&
                    !_locked.exchange(true, std::memory_order_acquire))
-                    return;
+                    return i;
                 if(i < SpinCount) pause();
                 else std::this_thread::yield();
             }
@@ -65,6 +68,14 @@ class RingMutex {
 
 /* Checks of the queue an idle worker makes before it goes to sleep */
 constexpr int IdleSpinCount = 2048;
+
+/* A worker that found the ring lock taken every time it came back with a finished job, this many
+   jobs in a row, stops taking jobs for a while (see JobSystem::step()) */
+constexpr int ContendedStreak = 4;
+constexpr std::chrono::microseconds ContendedBackoff{50};
+
+/* How many jobs in a row the thread found the ring lock taken when it came back with them */
+thread_local int LockContention = 0;
 
 }
 
@@ -350,7 +361,19 @@ bool JobSystem::step(const int worker, const bool mainOnly, const bool mayBlock,
     /* A worker thread goes on with the next acceptable job without releasing the lock in
        between, which saves one lock round trip per job */
     do run(id);
-    while(chain && s.running.load(std::memory_order_relaxed) && (id = acquireJob(worker, mainOnly)) != -1);
+    while(chain && s.running.load(std::memory_order_relaxed) && LockContention < ContendedStreak && (id = acquireJob(worker, mainOnly)) != -1);
+
+    /* When a worker finds the lock taken every time it hands a job back, the lock is the
+       bottleneck: the jobs are too short for the threads to do anything but queue for it, and
+       every extra thread in that queue only adds the cache-line transfers that make each
+       critical section longer. The worker steps aside for a moment and leaves the jobs to the
+       threads already at the lock. With longer jobs the lock is free often enough that such a
+       streak is rare and the workers do not pause. */
+    if(chain && LockContention >= ContendedStreak) {
+        LockContention = 0;
+        lock.unlock();
+        std::this_thread::sleep_for(ContendedBackoff);
+    }
     return true;
 }
 
@@ -376,7 +399,8 @@ void JobSystem::run(const int id) {
 
     /* A repeating job cancelled meanwhile is destroyed after the lock is released */
     Job cancelledRepeat;
-    lock.lock();
+    if(lock.lockCounting()) ++LockContention;
+    else LockContention = 0;
     const JobFlags flags = _flags[id];
     if(result == JobResult::Repeat && !(flags & JobFlag::Cancelled)) {
         _flags[id] = flags & ~JobFlags{JobFlag::Running};
