@@ -77,6 +77,11 @@ constexpr std::chrono::microseconds ContendedBackoff{50};
 /* How many jobs in a row the thread found the ring lock taken when it came back with them */
 thread_local int LockContention = 0;
 
+/* A worker that found only jobs waiting for dependencies yields this many times in a row, then
+   polls with pauses of ContendedBackoff */
+constexpr int DependencyYields = 4;
+thread_local int DependencyWaits = 0;
+
 }
 
 struct JobSystem::State {
@@ -324,12 +329,17 @@ bool JobSystem::step(const int worker, const bool mainOnly, const bool mayBlock,
 
     if(id == -1) {
         if(worker == 0 || !mayBlock) return false;
-        /* Queued jobs waiting for running dependencies: try again soon */
+        /* Queued jobs waiting for running dependencies: try again soon. Not at once for long:
+           on an otherwise idle core a yield returns at once, and a worker scanning again and
+           again keeps the lock from the threads finishing the dependencies (with a chain of
+           dependent jobs, only one thread at a time can do anything anyway) */
         if(s.queuedJobs.load() > 0) {
             lock.unlock();
-            std::this_thread::yield();
+            if(++DependencyWaits <= DependencyYields) std::this_thread::yield();
+            else std::this_thread::sleep_for(ContendedBackoff);
             return false;
         }
+        DependencyWaits = 0;
         /* Nothing queued. A host dispatching a stream of jobs keeps the queue short, so stay
            awake briefly: a dispatch that finds every worker asleep pays for a futex wake-up */
         lock.unlock();
@@ -358,6 +368,7 @@ bool JobSystem::step(const int worker, const bool mainOnly, const bool mayBlock,
             return false;
     }
 
+    DependencyWaits = 0;
     /* A worker thread goes on with the next acceptable job without releasing the lock in
        between, which saves one lock round trip per job */
     do run(id);
