@@ -302,7 +302,13 @@ int JobSystem::acquireJob(const int worker, const bool mainOnly) {
         if((flags & mask) != expected) continue;
 
         JobFlags state = JobFlag::Finished|JobFlag::Succeeded;
-        for(const int dependency: _dependencies[id]) {
+        /* One unfinished dependency decides, so the walk stops at the first; it goes newest
+           first, as lists usually name the jobs just dispatched last and those are the ones
+           still pending. With a chain of dependent jobs queued, a scan checks one dependency per
+           entry instead of all of them. */
+        const std::vector<int>& dependencies = _dependencies[id];
+        for(std::size_t d = dependencies.size(); d-- && (state & JobFlag::Finished); ) {
+            const int dependency = dependencies[d];
             /* A dependency is always older than its dependant. An id at or past the dependant's
                own position is no longer in the ring, or names a newer job that reused the slot
                after the named one was retired; either way the named job is done with. */
