@@ -72,7 +72,7 @@ constexpr int IdleSpinCount = 2048;
 /* A worker that found the ring lock taken every time it came back with a finished job, this many
    jobs in a row, stops taking jobs for a while (see JobSystem::step()) */
 constexpr int ContendedStreak = 4;
-constexpr std::chrono::microseconds ContendedBackoff{50};
+constexpr std::chrono::microseconds ContendedBackoff{200};
 
 /* How many jobs in a row the thread found the ring lock taken when it came back with them */
 thread_local int LockContention = 0;
