@@ -8,6 +8,7 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include <benchmark/benchmark.h>
@@ -26,12 +27,16 @@ constexpr int FanInCount = 1000;
 constexpr int FanInDepth = 8;
 
 /* The ring holds at most 4095 entries and only update() retires them, so the host dispatches in
-   waves: when the ring is full it pumps update() (running a job itself) and tries again */
+   waves: when the ring is full it pumps update() (running a job itself) and tries again. When the
+   pump found nothing to run, the host yields, as the job system's own waiting functions do: the
+   ring is full of jobs the workers are running, and the oldest of them, which has to finish
+   before anything is retired, may be on a worker waiting for the very core the host would spin
+   on. */
 int dispatchPumping(JobSystem& jobs, JobSystem::Job&& job, std::span<const int> dependencies = {}) {
     for(;;) {
         const int id = jobs.dispatchFunc(std::move(job), dependencies);
         if(id != -1) return id;
-        jobs.update();
+        if(!jobs.update()) std::this_thread::yield();
     }
 }
 

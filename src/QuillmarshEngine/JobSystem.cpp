@@ -29,29 +29,29 @@ thread_local int JobDepth = 0;
 thread_local int RepeatSlot = -1;
 
 /* The ring lock. It is only ever held for a scan and some bookkeeping, so a contended lock spins
-   briefly before it sleeps on a futex (through std::atomic::wait); with workers, the main thread
-   and dispatching threads sharing few cores, sleeping at once costs far more than the wait */
+   briefly and then yields its core until the holder is done. Nobody ever sleeps on it, so
+   unlocking is a plain releasing store: a lock that lets waiters sleep has to read-modify-write
+   on unlock too, to learn whether it must wake one, and that costs as much as the locking itself
+   with the two or three critical sections every job needs. With workers, the main thread and
+   dispatching threads sharing few cores, yielding also hands the core to a holder that was
+   preempted. */
 class RingMutex {
     public:
-        void lock() {
-            for(int i = 0; i != SpinCount + YieldCount; ++i) {
-                int expected = 0;
-                if(_state.load(std::memory_order_relaxed) == 0 &&
-                   _state.compare_exchange_weak(expected, 1, std::memory_order_acquire, std::memory_order_relaxed))
-                    return;
-                /* With more threads than cores the holder may have been preempted: give it the
-                   core before sleeping */
+        void lock() { lockCounting(); }
+
+        /* Locks and returns how many times the lock was found taken */
+        int lockCounting() {
+            for(int i = 0; ; ++i) {
+                if(!_locked.load(std::memory_order_relaxed) &&
+                   !_locked.exchange(true, std::memory_order_acquire))
+                    return i;
                 if(i < SpinCount) pause();
                 else std::this_thread::yield();
             }
-            /* 2 means locked with possible sleepers, so that unlock() knows to wake one */
-            while(_state.exchange(2, std::memory_order_acquire) != 0)
-                _state.wait(2, std::memory_order_relaxed);
         }
 
         void unlock() {
-            if(_state.exchange(0, std::memory_order_release) == 2)
-                _state.notify_one();
+            _locked.store(false, std::memory_order_release);
         }
 
         static void pause() {
@@ -62,13 +62,25 @@ class RingMutex {
 
     private:
         static constexpr int SpinCount = 64;
-        static constexpr int YieldCount = 16;
 
-        std::atomic<int> _state{0};
+        std::atomic<bool> _locked{false};
 };
 
 /* Checks of the queue an idle worker makes before it goes to sleep */
 constexpr int IdleSpinCount = 2048;
+
+/* A worker that found the ring lock taken every time it came back with a finished job, this many
+   jobs in a row, stops taking jobs for a while (see JobSystem::step()) */
+constexpr int ContendedStreak = 4;
+constexpr std::chrono::microseconds ContendedBackoff{200};
+
+/* How many jobs in a row the thread found the ring lock taken when it came back with them */
+thread_local int LockContention = 0;
+
+/* A worker that found only jobs waiting for dependencies yields this many times in a row, then
+   polls with pauses of ContendedBackoff */
+constexpr int DependencyYields = 4;
+thread_local int DependencyWaits = 0;
 
 }
 
@@ -76,11 +88,14 @@ struct JobSystem::State {
     std::vector<std::thread> threads;
     std::condition_variable condition;
     std::mutex waitMutex;
-    /* The lock, the flag idle workers poll and the counters each get a cache line, so that
-       pollers do not take the line away from the lock holder */
+    /* The lock shares its cache line with everything a critical section writes here (the
+       counters, the count copy, the sleepers) and with the flag the workers check in it: taking
+       the lock brings the line along, so a critical section that follows one on another core
+       pays for one line transfer instead of three. With the workers busy, that is what a job
+       costs; pollers of the counters outside the lock are rarer. */
     alignas(64) RingMutex jobsMutex;
-    alignas(64) std::atomic<bool> running{true};
-    alignas(64) std::atomic<std::int32_t> runningJobs{0};
+    std::atomic<bool> running{true};
+    std::atomic<std::int32_t> runningJobs{0};
     std::atomic<std::int32_t> queuedMainJobs{0};
     std::atomic<std::int32_t> queuedJobs{0};
     /* Queued jobs of both kinds plus running ones, changed in the same critical sections as the
@@ -88,13 +103,18 @@ struct JobSystem::State {
        counters one after another could see a job that moves between queued and running in
        neither. */
     std::atomic<std::int32_t> activeJobs{0};
-    /* Copy of JobSystem::_count for the check update() makes without the lock */
+    /* Copy of JobSystem::_count for the checks compact() and dispatchFunc() make without the
+       lock */
     std::atomic<std::int32_t> count{0};
-    /* Workers going to sleep or asleep, so that a dispatch nobody needs to hear about skips the
-       wake-up. A worker raises it with the ring lock held, after it saw queuedJobs at zero in the
-       same critical section; a dispatcher reads it in the critical section that raises
-       queuedJobs. Whichever comes second sees the other. */
-    std::atomic<std::int32_t> sleepers{0};
+    /* Workers going to sleep or asleep, and how many of them were already sent a wake-up they
+       have not answered yet, both guarded by the ring lock. A worker registers in the critical
+       section in which it saw queuedJobs at zero and unregisters in the first one after its wait
+       ended; a dispatcher reads both in the critical section that raises queuedJobs. Whichever
+       comes second sees the other, and a dispatch only wakes a worker nobody woke yet: with the
+       sleepers slow to get a core, every dispatch would otherwise pay for a wake-up of its own
+       until the first woken worker runs. */
+    std::int32_t sleepers = 0;
+    std::int32_t wakesPending = 0;
     alignas(64) int threadCount = 0;
 };
 
@@ -218,6 +238,11 @@ int JobSystem::dispatchFunc(Job&& job, const std::span<const int> dependencies, 
     flags = flags & (JobFlag::MainThread|JobFlag::IgnoreFailedDependencies);
     const bool main = bool(flags & JobFlag::MainThread);
 
+    /* A host dispatching in waves tries again and again while the ring is full; that answer
+       needs no lock. The count only drops under the lock, so a full ring seen here was full at
+       the moment of the read, and a retirement this thread made or synchronised with is seen. */
+    if(s.count.load(std::memory_order_relaxed) == MaxInFlight) return -1;
+
     int id;
     bool sleeping;
     {
@@ -227,7 +252,8 @@ int JobSystem::dispatchFunc(Job&& job, const std::span<const int> dependencies, 
 
         add(main ? s.queuedMainJobs : s.queuedJobs, 1);
         add(s.activeJobs, 1);
-        sleeping = !main && s.sleepers.load(std::memory_order_relaxed) > 0;
+        sleeping = !main && s.sleepers > s.wakesPending;
+        if(sleeping) ++s.wakesPending;
         _functions[id] = std::move(job);
         _flags[id] = flags;
 
@@ -276,7 +302,13 @@ int JobSystem::acquireJob(const int worker, const bool mainOnly) {
         if((flags & mask) != expected) continue;
 
         JobFlags state = JobFlag::Finished|JobFlag::Succeeded;
-        for(const int dependency: _dependencies[id]) {
+        /* One unfinished dependency decides, so the walk stops at the first; it goes newest
+           first, as lists usually name the jobs just dispatched last and those are the ones
+           still pending. With a chain of dependent jobs queued, a scan checks one dependency per
+           entry instead of all of them. */
+        const std::vector<int>& dependencies = _dependencies[id];
+        for(std::size_t d = dependencies.size(); d-- && (state & JobFlag::Finished); ) {
+            const int dependency = dependencies[d];
             /* A dependency is always older than its dependant. An id at or past the dependant's
                own position is no longer in the ring, or names a newer job that reused the slot
                after the named one was retired; either way the named job is done with. */
@@ -303,12 +335,17 @@ bool JobSystem::step(const int worker, const bool mainOnly, const bool mayBlock,
 
     if(id == -1) {
         if(worker == 0 || !mayBlock) return false;
-        /* Queued jobs waiting for running dependencies: try again soon */
+        /* Queued jobs waiting for running dependencies: try again soon. Not at once for long:
+           on an otherwise idle core a yield returns at once, and a worker scanning again and
+           again keeps the lock from the threads finishing the dependencies (with a chain of
+           dependent jobs, only one thread at a time can do anything anyway) */
         if(s.queuedJobs.load() > 0) {
             lock.unlock();
-            std::this_thread::yield();
+            if(++DependencyWaits <= DependencyYields) std::this_thread::yield();
+            else std::this_thread::sleep_for(ContendedBackoff);
             return false;
         }
+        DependencyWaits = 0;
         /* Nothing queued. A host dispatching a stream of jobs keeps the queue short, so stay
            awake briefly: a dispatch that finds every worker asleep pays for a futex wake-up */
         lock.unlock();
@@ -318,20 +355,42 @@ bool JobSystem::step(const int worker, const bool mainOnly, const bool mayBlock,
         }
         lock.lock();
         if(s.queuedJobs.load(std::memory_order_relaxed) > 0) return false;
-        s.sleepers.fetch_add(1);
-        /* Lock order: jobsMutex, then waitMutex */
-        std::unique_lock<std::mutex> waitLock{s.waitMutex};
-        lock.unlock();
-        while(s.running.load() && s.queuedJobs.load() <= 0)
-            s.condition.wait(waitLock);
-        s.sleepers.fetch_sub(1);
-        return false;
+        ++s.sleepers;
+        {
+            /* Lock order: jobsMutex, then waitMutex */
+            std::unique_lock<std::mutex> waitLock{s.waitMutex};
+            lock.unlock();
+            /* One wait only: whatever ended it, the worker unregisters below, so a wake-up
+               counted as pending is always answered and never swallowed by a worker that found
+               the job taken and went back to sleep */
+            if(s.running.load() && s.queuedJobs.load() <= 0)
+                s.condition.wait(waitLock);
+        }
+        lock.lock();
+        --s.sleepers;
+        if(s.wakesPending) --s.wakesPending;
+        /* Look for work in the same critical section */
+        if(!s.running.load(std::memory_order_relaxed) || (id = acquireJob(worker, mainOnly)) == -1)
+            return false;
     }
 
+    DependencyWaits = 0;
     /* A worker thread goes on with the next acceptable job without releasing the lock in
        between, which saves one lock round trip per job */
     do run(id);
-    while(chain && s.running.load(std::memory_order_relaxed) && (id = acquireJob(worker, mainOnly)) != -1);
+    while(chain && s.running.load(std::memory_order_relaxed) && LockContention < ContendedStreak && (id = acquireJob(worker, mainOnly)) != -1);
+
+    /* When a worker finds the lock taken every time it hands a job back, the lock is the
+       bottleneck: the jobs are too short for the threads to do anything but queue for it, and
+       every extra thread in that queue only adds the cache-line transfers that make each
+       critical section longer. The worker steps aside for a moment and leaves the jobs to the
+       threads already at the lock. With longer jobs the lock is free often enough that such a
+       streak is rare and the workers do not pause. */
+    if(chain && LockContention >= ContendedStreak) {
+        LockContention = 0;
+        lock.unlock();
+        std::this_thread::sleep_for(ContendedBackoff);
+    }
     return true;
 }
 
@@ -357,7 +416,8 @@ void JobSystem::run(const int id) {
 
     /* A repeating job cancelled meanwhile is destroyed after the lock is released */
     Job cancelledRepeat;
-    lock.lock();
+    if(lock.lockCounting()) ++LockContention;
+    else LockContention = 0;
     const JobFlags flags = _flags[id];
     if(result == JobResult::Repeat && !(flags & JobFlag::Cancelled)) {
         _flags[id] = flags & ~JobFlags{JobFlag::Running};
@@ -367,7 +427,10 @@ void JobSystem::run(const int id) {
         const int offset = (id - _head) & RingMask;
         if(offset < _scanStart) _scanStart = offset;
         /* Lock order: jobsMutex, then waitMutex */
-        if(!main && s.sleepers.load(std::memory_order_relaxed) > 0) wake(s.waitMutex, s.condition);
+        if(!main && s.sleepers > s.wakesPending) {
+            ++s.wakesPending;
+            wake(s.waitMutex, s.condition);
+        }
     } else {
         if(result == JobResult::Repeat) {
             cancelledRepeat = std::move(_functions[id]);

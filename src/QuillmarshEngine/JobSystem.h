@@ -68,15 +68,18 @@ QUILLMARSH_EXPORT Debug& operator<<(Debug& debug, JobResult value);
  * Threads: the constructing thread is worker 0 and is named `Main`; worker threads 1..N are named
  * `Worker N` and each holds a @ref LoggingScope. Jobs carrying @ref JobFlag::MainThread only run
  * on worker 0, inside @ref update() or one of the waiting functions. Any thread may dispatch,
- * cancel and query. Idle workers sleep; they spin (yielding) while queued jobs wait for running
- * dependencies.
+ * cancel and query. Idle workers sleep; while queued jobs wait for running dependencies they
+ * yield a few times and then poll every 200 microseconds. A worker that finds the ring lock taken
+ * every time it hands a job back (jobs so short that the threads only queue for the lock) pauses
+ * for 200 microseconds and leaves the jobs to the threads already at the lock.
  *
  * Costs: one lock per dispatch and one or two per executed job (a worker finishes a job and takes
- * the next in one critical section); a scan skips the finished and running entries at the head of
- * the ring. No allocation per job except a dependency list (when dependencies are given and the
- * slot's earlier list was shorter) and what the callable owns. The callable of a job cancelled
- * while queued is destroyed with the ring locked, so a callable's destructor must not call into
- * the job system.
+ * the next in one critical section); a dispatch that finds the ring full takes no lock; a scan
+ * skips the finished and running entries at the head of the ring. The lock spins and then yields
+ * and never sleeps, so releasing it costs a plain store. No allocation per job except a
+ * dependency list (when dependencies are given and the slot's earlier list was shorter) and what
+ * the callable owns. The callable of a job cancelled while queued is destroyed with the ring
+ * locked, so a callable's destructor must not call into the job system.
  */
 class QUILLMARSH_EXPORT JobSystem {
     public:
