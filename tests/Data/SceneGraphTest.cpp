@@ -8,25 +8,48 @@
 
 #include <gtest/gtest.h>
 
+#include "QuillmarshEngine/Data/ComponentManager.h"
 #include "QuillmarshEngine/Data/Implementation/TransformSweep.h"
 #include "QuillmarshEngine/Data/SceneGraph.h"
+#include "QuillmarshEngine/Data/SparseLayer.h"
 #include "QuillmarshEngine/Debug.h"
 
-namespace QuillmarshEngine { namespace Data {
-
-/* Test managers: the scene graph only ever sees them through the hooks below */
-class ComponentManager {
-    public:
-        SceneGraph* sceneGraph = nullptr;
-        std::uint8_t index = 0xff;
-        std::vector<Id> deleted;
-        int activations = 0, deactivations = 0;
-        Function<void(Id)> onDelete;
-};
-
-namespace {
+namespace QuillmarshEngine { namespace Data { namespace {
 
 using IndexType = SparseArray::IndexType;
+
+/* A manager with only the owner column that records what the scene graph asks of it: the ids
+   it deletes (in order, from the layout's destroy hook, which runs once the element is out of
+   the live range, so that onDelete may re-enter the scene graph) and the scene activations */
+struct TestManager: ComponentManager {
+    explicit TestManager(IndexType capacity = 8): ComponentManager{0}, _layout{*this} {
+        setLayout(&_layout);
+        allocate(capacity);
+    }
+
+    const char* name() const override { return "test"; }
+    void updateComponent(IndexType) override {}
+    void activateInScene(Utils::IndexRange range) override {
+        ++activations;
+        ComponentManager::activateInScene(range);
+    }
+    void deactivateInScene(Utils::IndexRange range) override {
+        ++deactivations;
+        ComponentManager::deactivateInScene(range);
+    }
+
+    /* Owner hooks, called by the layout */
+    void layerDestroy(IndexType index) {
+        const Id id = idOf(index);
+        deleted.push_back(id);
+        if(onDelete) onDelete(id);
+    }
+
+    std::vector<Id> deleted;
+    int activations = 0, deactivations = 0;
+    Function<void(Id)> onDelete;
+    SparseArrayStaticLayout<SparseLayer<Id, SparseLayerFlag::ObjectId>, SparseLayerOwner<TestManager>> _layout;
+};
 
 /* Plain rotation + translation + scaling, the reference form the tests compute with; it shares
    no code with the library's dual-quaternion composition */
@@ -105,15 +128,6 @@ struct Quiet {
     Debug redirect{&out};
     Warning redirectWarnings{&warnings};
 };
-
-void installHooks() {
-    SceneGraph::setComponentManagerHooks({
-        [](ComponentManager& m, SceneGraph* g, std::uint8_t index) { m.sceneGraph = g; m.index = g ? index : 0xff; },
-        [](ComponentManager& m, Id component) { m.deleted.push_back(component); if(m.onDelete) m.onDelete(component); },
-        [](ComponentManager& m) { ++m.activations; },
-        [](ComponentManager& m) { ++m.deactivations; }
-    });
-}
 
 std::size_t expectedBlockSize(std::size_t capacity, std::size_t managers, std::size_t components) {
     return 24 + 4*capacity + 52*capacity + 12*managers + ((2*capacity + 5) & ~std::size_t{3}) + 3*components;
@@ -282,21 +296,22 @@ TEST(SceneGraphTest, componentList) {
 
 TEST(SceneGraphTest, managersAndActivation) {
     Quiet quiet;
-    installHooks();
     SceneGraph g{4, 3, 4};
-    ComponentManager first, second;
+    TestManager first, second;
     g.setComponentManager(0, "elevenchars", &first);
     g.setComponentManager(2, "mesh", &second);
     EXPECT_EQ(g.componentManagerName(0), "elevenchars");
     EXPECT_EQ(g.componentManagerName(1), "");
     EXPECT_EQ(g.componentManager(2), &second);
-    EXPECT_EQ(first.sceneGraph, &g);
-    EXPECT_EQ(second.index, 2);
+    EXPECT_EQ(first.sceneGraph(), &g);
+    EXPECT_EQ(second.sceneGraph(), &g);
+    EXPECT_EQ(second.managerIndex(), 2);
     /* Replacing detaches the previous manager */
-    ComponentManager third;
+    TestManager third;
     g.setComponentManager(0, {}, &third);
-    EXPECT_EQ(first.sceneGraph, nullptr);
-    EXPECT_EQ(third.index, 0);
+    EXPECT_EQ(first.sceneGraph(), nullptr);
+    EXPECT_EQ(third.sceneGraph(), &g);
+    EXPECT_EQ(third.managerIndex(), 0);
     EXPECT_EQ(g.componentManagerName(0), "elevenchars");
 
     EXPECT_FALSE(g.activated());
@@ -354,18 +369,17 @@ TEST(SceneGraphTest, reparent) {
 
 TEST(SceneGraphTest, deleteObjects) {
     Quiet quiet;
-    installHooks();
     SceneGraph g{16, 2, 8};
-    ComponentManager meshes, lights;
+    TestManager meshes, lights;
     g.setComponentManager(0, "mesh", &meshes);
     g.setComponentManager(1, "light", &lights);
     const Id a = g.addObject(0), b = g.addObject(0);
     const Id a1 = g.addObject(a), a2 = g.addObject(a);
     const Id b1 = g.addObject(b);
-    g.addComponent(a, 0, 1);
-    g.addComponent(a, 1, 2);
-    g.addComponent(a2, 0, 3);
-    g.addComponent(b1, 0, 4);
+    const Id meshA = meshes.addComponent(a);
+    const Id lightA = lights.addComponent(a);
+    const Id meshA2 = meshes.addComponent(a2);
+    const Id meshB1 = meshes.addComponent(b1);
 
     std::vector<std::pair<int, int>> deletedComponents;
     std::vector<Id> deletedObjects;
@@ -376,12 +390,15 @@ TEST(SceneGraphTest, deleteObjects) {
     EXPECT_EQ(g.checkInvariants(), "");
     EXPECT_EQ(g.size(), 3);
     /* In index order, each object's components last to first */
-    EXPECT_EQ(deletedComponents, (std::vector<std::pair<int, int>>{{1, 2}, {0, 1}, {0, 3}}));
-    EXPECT_EQ(meshes.deleted, (std::vector<Id>{1, 3}));
-    EXPECT_EQ(lights.deleted, (std::vector<Id>{2}));
+    EXPECT_EQ(deletedComponents, (std::vector<std::pair<int, int>>{{1, lightA}, {0, meshA}, {0, meshA2}}));
+    EXPECT_EQ(meshes.deleted, (std::vector<Id>{meshA, meshA2}));
+    EXPECT_EQ(lights.deleted, (std::vector<Id>{lightA}));
+    EXPECT_EQ(meshes.size(), 1);
+    EXPECT_EQ(lights.size(), 0);
+    EXPECT_EQ(meshes.owner(meshes.indexOf(meshB1)), b1);
     EXPECT_EQ(deletedObjects, (std::vector<Id>{a, a1, a2}));
     EXPECT_EQ(g.componentCount(), 1);
-    EXPECT_EQ(std::vector<Id>(g.componentIds(b1).begin(), g.componentIds(b1).end()), std::vector<Id>{4});
+    EXPECT_EQ(std::vector<Id>(g.componentIds(b1).begin(), g.componentIds(b1).end()), std::vector<Id>{meshB1});
     EXPECT_EQ(g.descendantsCount(0), 2);
     EXPECT_EQ(g.parentIndex(g.indexOf(b1)), g.indexOf(b));
     EXPECT_TRUE(g.isDeleted(a));
@@ -411,19 +428,18 @@ TEST(SceneGraphTest, deleteObjects) {
 
 TEST(SceneGraphTest, deleteObjectsReentrant) {
     Quiet quiet;
-    installHooks();
     SceneGraph g{16, 1, 8};
-    ComponentManager scripts;
+    TestManager scripts;
     g.setComponentManager(0, "script", &scripts);
     const Id a = g.addObject(0), b = g.addObject(0);
     const Id a1 = g.addObject(a), a11 = g.addObject(a1);
-    g.addComponent(a1, 0, 1);
-    g.addComponent(a11, 0, 2);
-    g.addComponent(b, 0, 3);
+    const Id scriptA1 = scripts.addComponent(a1);
+    const Id scriptA11 = scripts.addComponent(a11);
+    const Id scriptB = scripts.addComponent(b);
     /* Deleting a component of a1 deletes b, elsewhere in the graph, and then a1's parent: the
        outer call must stop once its parent is gone */
     scripts.onDelete = [&](Id component) {
-        if(component == 1) {
+        if(component == scriptA1) {
             g.deleteObjects(b);
             g.deleteObjects(a);
         }
@@ -432,7 +448,8 @@ TEST(SceneGraphTest, deleteObjectsReentrant) {
     EXPECT_EQ(g.checkInvariants(), "");
     EXPECT_EQ(g.size(), 1);
     EXPECT_EQ(g.componentCount(), 0);
-    EXPECT_EQ(scripts.deleted, (std::vector<Id>{1, 3, 2}));
+    EXPECT_EQ(scripts.deleted, (std::vector<Id>{scriptA1, scriptB, scriptA11}));
+    EXPECT_EQ(scripts.size(), 0);
 }
 
 TEST(SceneGraphTest, flags) {

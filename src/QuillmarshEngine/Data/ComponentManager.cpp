@@ -8,9 +8,7 @@
 
 namespace QuillmarshEngine { namespace Data {
 
-ComponentManager::ComponentManager(const std::uint32_t headerTailSize): SparseArrayActive{headerTailSize} {
-    installSceneGraphHooks();
-}
+ComponentManager::ComponentManager(const std::uint32_t headerTailSize): SparseArrayActive{headerTailSize} {}
 
 ComponentManager::~ComponentManager() {
     if(_sceneGraph) {
@@ -35,32 +33,9 @@ void ComponentManager::update(const double dt) {
     postUpdate();
 }
 
-void ComponentManager::installSceneGraphHooks() {
-    static const bool installed = [] {
-        SceneGraph::ComponentManagerHooks hooks{};
-        hooks.attach = [](ComponentManager& manager, SceneGraph* sceneGraph, const std::uint8_t index) {
-            manager._sceneGraph = sceneGraph;
-            manager._managerIndex = index;
-        };
-        hooks.deleteComponent = [](ComponentManager& manager, const Id component) {
-            manager.deleteComponent(manager.indexOf(component));
-        };
-        hooks.activateInScene = [](ComponentManager& manager) {
-            manager.activateInScene({0, manager.activeCount()});
-        };
-        hooks.deactivateInScene = [](ComponentManager& manager) {
-            manager.deactivateInScene({0, manager.activeCount()});
-        };
-        hooks.cloneComponent = [](ComponentManager& manager, const Id component, const Id object) {
-            return manager.cloneComponent(component, object);
-        };
-        hooks.appendComponents = [](ComponentManager& manager, const ComponentManager& other, const IndexType objectIndexOffset) {
-            manager.append(other, objectIndexOffset);
-        };
-        SceneGraph::setComponentManagerHooks(hooks);
-        return true;
-    }();
-    static_cast<void>(installed);
+void ComponentManager::attach(SceneGraph* const sceneGraph, const std::uint8_t index) {
+    _sceneGraph = sceneGraph;
+    _managerIndex = index;
 }
 
 void ComponentManager::requireSceneGraph(const char* const function) const {

@@ -173,7 +173,14 @@ class QUILLMARSH_EXPORT ComponentManager: public SparseArrayActive {
         std::uint32_t _reservedTailSize{};
 
     private:
-        static void installSceneGraphHooks();
+        /* Registration is the scene graph's: SceneGraph::setComponentManager() and the scene
+           graph's destructor are the only callers of attach(), and nothing else of this class
+           is accessed through the friendship */
+        friend SceneGraph;
+
+        /* Set the scene graph (null to detach, with index 0) and the slot index */
+        void attach(SceneGraph* sceneGraph, std::uint8_t index);
+
         void requireSceneGraph(const char* function) const;
 
         SceneGraph* _sceneGraph{};

@@ -5,6 +5,7 @@
 #include <sstream>
 
 #include "QuillmarshEngine/Assert.h"
+#include "QuillmarshEngine/Data/ComponentManager.h"
 #include "QuillmarshEngine/Data/Implementation/TransformSweep.h"
 #include "QuillmarshEngine/Debug.h"
 
@@ -12,16 +13,10 @@ namespace QuillmarshEngine { namespace Data {
 
 namespace {
 
-SceneGraph::ComponentManagerHooks componentManagerHooks{};
-
 /* Regions of the owner pseudo-column, after the header, both tables and the three block
    columns */
 constexpr std::size_t ManagerNamesRegion = 6;
 
-}
-
-void SceneGraph::setComponentManagerHooks(const ComponentManagerHooks& hooks) {
-    componentManagerHooks = hooks;
 }
 
 SceneGraph::SceneGraph(const IndexType objectCapacity, const std::uint16_t managerCount, const std::uint16_t componentCapacity): SparseArray{sizeof(Tail)}, _layout{*this} {
@@ -93,7 +88,7 @@ Utils::Result<std::unique_ptr<SceneGraph>> SceneGraph::adopt(std::vector<char>&&
 SceneGraph::~SceneGraph() {
     /* Managers outlive their scene graph without a dangling pointer to it */
     for(ComponentManager* const manager: _managers)
-        if(manager && componentManagerHooks.attach) componentManagerHooks.attach(*manager, nullptr, 0);
+        if(manager) manager->attach(nullptr, 0);
 }
 
 SceneGraph::Tail& SceneGraph::tail() {
@@ -305,8 +300,8 @@ void SceneGraph::deleteObjects(const Id object) {
                 /* Unlisted before the manager hears of it, so that a deletion the manager
                    triggers from there does not see the component a second time */
                 removeComponent(id, manager, component);
-                if(manager < _managers.size() && _managers[manager] && componentManagerHooks.deleteComponent)
-                    componentManagerHooks.deleteComponent(*_managers[manager], component);
+                if(manager < _managers.size() && _managers[manager])
+                    _managers[manager]->deleteComponent(_managers[manager]->indexOf(component));
                 if(_componentDeleted) _componentDeleted(manager, component);
                 if(parentId != Id{0} && _deletedObjects[parentId]) return;
             }
@@ -360,8 +355,8 @@ Id SceneGraph::cloneObject(const Id object, const Id parent) {
         for(std::uint16_t at = _componentsOffsets[source[k]]; at != _componentsOffsets[std::size_t{source[k]} + 1]; ++at)
             components.emplace_back(_componentManagers[at], _componentIds[at]);
         for(const auto& [manager, component]: components)
-            if(manager < _managers.size() && _managers[manager] && componentManagerHooks.cloneComponent)
-                componentManagerHooks.cloneComponent(*_managers[manager], component, copies[k]);
+            if(manager < _managers.size() && _managers[manager])
+                _managers[manager]->cloneComponent(component, copies[k]);
     }
     setDirty(indexOf(copies[0]));
     return copies[0];
@@ -397,8 +392,7 @@ void SceneGraph::append(const SceneGraph& other, Function<void(Id, Id)> callback
             QUILLMARSH_WARNING("SceneGraph::append(): components of manager slot" << slot << "dropped, this scene graph has no manager there");
             continue;
         }
-        if(componentManagerHooks.appendComponents)
-            componentManagerHooks.appendComponents(*to, *from, IndexType(base));
+        to->append(*from, IndexType(base));
     }
 }
 
@@ -496,11 +490,11 @@ void SceneGraph::setComponentManager(const std::uint16_t index, const std::strin
         std::memcpy(_managerNames[index], name.data(), name.size());
     }
     ComponentManager* const previous = _managers[index];
-    if(previous && previous != manager && componentManagerHooks.attach)
-        componentManagerHooks.attach(*previous, nullptr, 0);
+    if(previous && previous != manager)
+        previous->attach(nullptr, 0);
     _managers[index] = manager;
-    if(manager && componentManagerHooks.attach)
-        componentManagerHooks.attach(*manager, this, std::uint8_t(index));
+    if(manager)
+        manager->attach(this, std::uint8_t(index));
 }
 
 ComponentManager* SceneGraph::componentManager(const std::uint16_t index) const {
@@ -553,8 +547,8 @@ bool SceneGraph::removeComponent(const Id object, const std::uint8_t managerInde
 void SceneGraph::deleteComponent(const Id object, const std::uint8_t managerIndex, const Id component) {
     QUILLMARSH_ASSERT(managerIndex < managerCount(),
         "SceneGraph::deleteComponent(): manager index" << managerIndex << "out of range for" << managerCount() << "managers", );
-    if(_managers[managerIndex] && componentManagerHooks.deleteComponent)
-        componentManagerHooks.deleteComponent(*_managers[managerIndex], component);
+    if(_managers[managerIndex])
+        _managers[managerIndex]->deleteComponent(_managers[managerIndex]->indexOf(component));
     removeComponent(object, managerIndex, component);
 }
 
@@ -616,13 +610,13 @@ void SceneGraph::activate() {
     QUILLMARSH_ASSERT(!_active, "scene graph is already active", );
     _active = true;
     for(ComponentManager* const manager: _managers)
-        if(manager && componentManagerHooks.activateInScene) componentManagerHooks.activateInScene(*manager);
+        if(manager) manager->activateInScene({0, manager->activeCount()});
 }
 
 void SceneGraph::deactivate() {
     QUILLMARSH_ASSERT(_active, "scene graph is already inactive", );
     for(ComponentManager* const manager: _managers)
-        if(manager && componentManagerHooks.deactivateInScene) componentManagerHooks.deactivateInScene(*manager);
+        if(manager) manager->deactivateInScene({0, manager->activeCount()});
     _active = false;
 }
 

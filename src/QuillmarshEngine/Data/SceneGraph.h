@@ -56,31 +56,6 @@ class QUILLMARSH_EXPORT SceneGraph: public SparseArray {
         typedef Function<void(std::span<const Id>)> ObjectsDeletedCallback;
 
         /**
-         * @brief Operations the scene graph needs of a component manager
-         *
-         * Installed once by the component-manager module with @ref setComponentManagerHooks(),
-         * so that this class depends on managers only through these four calls. A null hook
-         * is skipped.
-         */
-        struct ComponentManagerHooks {
-            /** Set the manager's scene graph (null to detach) and its slot index */
-            void(*attach)(ComponentManager& manager, SceneGraph* sceneGraph, std::uint8_t index);
-            /** Delete a component from its manager */
-            void(*deleteComponent)(ComponentManager& manager, Id component);
-            /** Activate the manager's active components in the scene */
-            void(*activateInScene)(ComponentManager& manager);
-            /** Deactivate the manager's active components in the scene */
-            void(*deactivateInScene)(ComponentManager& manager);
-            /** Copy a component onto a new one owned by @p object and return its id */
-            Id(*cloneComponent)(ComponentManager& manager, Id component, Id object) = nullptr;
-            /** Append the components of @p other, whose objects now start at @p objectIndexOffset */
-            void(*appendComponents)(ComponentManager& manager, const ComponentManager& other, IndexType objectIndexOffset) = nullptr;
-        };
-
-        /** @brief Install the component-manager hooks for all scene graphs */
-        static void setComponentManagerHooks(const ComponentManagerHooks& hooks);
-
-        /**
          * @brief Scene graph for @p objectCapacity objects, @p managerCount manager slots and
          *      @p componentCapacity listed components
          *
