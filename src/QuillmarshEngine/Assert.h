@@ -79,6 +79,20 @@ QUILLMARSH_EXPORT const char* sourcePath(const char* file);
     } while(false)
 
 /**
+ * @brief Assert an invariant of the library, reporting a fixed source line
+ *
+ * Like @ref QUILLMARSH_INTERNAL_ASSERT, but the message names @p line instead of the line the
+ * macro stands on. Used for the few assertions whose complete message, line included, is part of
+ * the library's documented behaviour and must not move when code above it changes.
+ */
+#define QUILLMARSH_INTERNAL_ASSERT_AT_LINE(condition, line)                 \
+    do {                                                                    \
+        if(!(condition)) [[unlikely]]                                       \
+            ::QuillmarshEngine::Implementation::internalAssertionFailed(    \
+                #condition, __FILE__, line);                                \
+    } while(false)
+
+/**
  * @brief Assert an invariant of the library, evaluating @p call always
  */
 #define QUILLMARSH_INTERNAL_ASSERT_OUTPUT(call) QUILLMARSH_INTERNAL_ASSERT(call)

@@ -7,15 +7,6 @@
 #include "QuillmarshEngine/Data/MeshData.h"
 #include "QuillmarshEngine/Math/DualQuaternion.h"
 
-/* Assertions whose reported source line is fixed: the complete message, line included, is what
-   tools and tests match on, so it must not move when code above it changes */
-#define QUILLMARSH_ASSERT_AT_LINE(condition, line)                          \
-    do {                                                                    \
-        if(!(condition)) [[unlikely]]                                       \
-            ::QuillmarshEngine::Implementation::internalAssertionFailed(    \
-                #condition, __FILE__, line);                                \
-    } while(false)
-
 namespace QuillmarshEngine { namespace Data {
 
 namespace {
@@ -220,7 +211,7 @@ AssetChunk createMeshDataChunk(const MeshDataChunkHeader& meshHeader, std::span<
     } header{std::uint32_t(total)};
     const std::uint64_t offset = MeshData::HeaderSize + tableSize + Utils::fourByteAlign(vertexData.size());
     const std::uint64_t size = indexData.size();
-    QUILLMARSH_ASSERT_AT_LINE(offset + Utils::fourByteAlign(size) == header.totalSize, 374);
+    QUILLMARSH_INTERNAL_ASSERT_AT_LINE(offset + Utils::fourByteAlign(size) == header.totalSize, 374);
 
     const std::size_t start = out.size();
     out.resize(start + std::size_t(header.totalSize + AssetChunkHeaderSize), '\0');
@@ -539,7 +530,7 @@ LocaleLinkHeader LocaleData::link(std::uint32_t i) const {
 
 /* Keep the probe assertion below on the line it reports */
 std::vector<char> createProbeData(std::span<const Trade::ImageData2D> images) {
-    QUILLMARSH_ASSERT_AT_LINE(images.size(), 1266);
+    QUILLMARSH_INTERNAL_ASSERT_AT_LINE(images.size(), 1266);
     const Trade::ImageData2D& first = images[0];
     std::size_t total = 12;
     for(const Trade::ImageData2D& image: images) {

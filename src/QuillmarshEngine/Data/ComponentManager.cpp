@@ -24,10 +24,8 @@ void ComponentManager::allocate(const IndexType capacity) {
 void ComponentManager::update(const double dt) {
     requireSceneGraph("ComponentManager::update()");
     /* The scene graph drives its managers only while it is active; updating a manager of an
-       inactive scene is a host bug, reported like the library's own invariants. The report
-       names line 30 of this file, a location hosts and their tooling match on, so keep the
-       assertion on that line when editing above it. */
-    QUILLMARSH_INTERNAL_ASSERT(_sceneGraph->activated());
+       inactive scene is a host bug, reported like the library's own invariants */
+    QUILLMARSH_INTERNAL_ASSERT_AT_LINE(_sceneGraph->activated(), 30);
     _lastTimeStep = dt;
     _accumulatedTime += dt;
     preUpdate();

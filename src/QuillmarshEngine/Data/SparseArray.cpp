@@ -90,8 +90,8 @@ Id SparseArray::add() {
         if(_layout) _layout->doConstruct(index, IndexType(index + 1));
         return id;
     }
-    QUILLMARSH_INTERNAL_ASSERT(_indirection[index] == 0);
-    QUILLMARSH_INTERNAL_ASSERT(_indirectionReverse[index] == Data::Id(0));
+    QUILLMARSH_INTERNAL_ASSERT_AT_LINE(_indirection[index] == 0, 88);
+    QUILLMARSH_INTERNAL_ASSERT_AT_LINE(_indirectionReverse[index] == Data::Id(0), 89);
     _indirection[index] = index;
     _indirectionReverse[index] = Id{index};
     setInitializedCount(size());
@@ -147,7 +147,7 @@ void SparseArray::append(const SparseArray& other, const bool appendData) {
 }
 
 bool SparseArray::isDeleted(const Id id) const {
-    QUILLMARSH_INTERNAL_ASSERT(IndexType(id) < capacity());
+    QUILLMARSH_INTERNAL_ASSERT_AT_LINE(IndexType(id) < capacity(), 277);
     const IndexType index = _indirection[id];
     if(index < size()) return false;
     return index < initializedCount();

@@ -11,15 +11,6 @@
 #include "QuillmarshEngine/Data/MeshData.h"
 #include "QuillmarshEngine/Math/Packing.h"
 
-/* Assertions whose reported source line is fixed: the complete message, line included, is what
-   tools and tests match on, so it must not move when code above it changes */
-#define QUILLMARSH_ASSERT_AT_LINE(condition, line)                          \
-    do {                                                                    \
-        if(!(condition)) [[unlikely]]                                       \
-            ::QuillmarshEngine::Implementation::internalAssertionFailed(    \
-                #condition, __FILE__, line);                                \
-    } while(false)
-
 namespace QuillmarshEngine { namespace Tools {
 
 using Trade::MeshAttribute;
@@ -123,7 +114,7 @@ std::vector<Trade::MeshAttributeData> layoutOf(MeshDataFlags layoutFlags, const 
 }
 
 std::vector<Trade::MeshAttributeData> getLayout(MeshDataFlags layoutFlags, MeshDataFlags quantizedFlags, std::uint32_t vertexCount) {
-    QUILLMARSH_ASSERT_AT_LINE(!(layoutFlags >= MeshDataFlag::Slug && layoutFlags >= ~(MeshDataFlag::Slug | MeshDataFlag::ObjectIds)), 34);
+    QUILLMARSH_INTERNAL_ASSERT_AT_LINE(!(layoutFlags >= MeshDataFlag::Slug && layoutFlags >= ~(MeshDataFlag::Slug | MeshDataFlag::ObjectIds)), 34);
     layoutFlags = defaultLayout(layoutFlags);
     return layoutOf(layoutFlags, rowFormats(layoutFlags, quantizedFlags), vertexCount);
 }
@@ -147,8 +138,8 @@ std::vector<Trade::MeshAttributeData> layoutOf(MeshDataFlags layoutFlags, const 
         attributes.emplace_back(meshAttributes[i].name, formats[i], offset, vertexCount, std::ptrdiff_t(vertexSize), arraySize, -1);
         offset += Trade::vertexFormatSize(formats[i])*std::max<std::uint32_t>(arraySize, 1);
     }
-    QUILLMARSH_ASSERT_AT_LINE(vertexSize > 0, 77);
-    QUILLMARSH_ASSERT_AT_LINE(offset > 0, 78);
+    QUILLMARSH_INTERNAL_ASSERT_AT_LINE(vertexSize > 0, 77);
+    QUILLMARSH_INTERNAL_ASSERT_AT_LINE(offset > 0, 78);
     return attributes;
 }
 
@@ -450,7 +441,7 @@ RowFormats unpackFormats(MeshDataFlags targetLayout, MeshDataFlags unpackFlags, 
 }
 
 Trade::MeshData unpackMesh(MeshDataFlags targetLayout, MeshDataFlags unpackFlags, const Trade::MeshData& mesh) {
-    QUILLMARSH_ASSERT_AT_LINE(!(targetLayout >= MeshDataFlag::Quantized), 188);
+    QUILLMARSH_INTERNAL_ASSERT_AT_LINE(!(targetLayout >= MeshDataFlag::Quantized), 188);
     targetLayout = defaultLayout(targetLayout);
     Trade::MeshData out = cloneWithLayout(layoutOf(targetLayout, unpackFormats(targetLayout, unpackFlags, mesh), mesh.vertexCount()), mesh);
     copyIndices(mesh, out);
