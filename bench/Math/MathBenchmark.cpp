@@ -12,6 +12,7 @@
 #define GLM_ENABLE_EXPERIMENTAL
 #include <glm/gtx/dual_quaternion.hpp>
 
+#include "QuillmarshEngine/Data/Implementation/TransformSweep.h"
 #include "QuillmarshEngine/Math/DualQuaternion.h"
 
 using namespace QuillmarshEngine;
@@ -20,27 +21,16 @@ namespace {
 
 constexpr std::size_t Count = 1024;
 
-/* The scene graph's composition rule: with a unit parent scaling a plain product, otherwise the
-   child's translation is scaled component-wise before the product and the scalings multiply */
-void concatenate(const DualQuaternion& parent, const Vector3& parentScaling, const DualQuaternion& child,
-    const Vector3& childScaling, DualQuaternion& out, Vector3& outScaling)
-{
-    if(parentScaling == Vector3{1.0f}) {
-        out = parent*child;
-        outScaling = childScaling;
-        return;
-    }
-    const Vector3 translation = child.translation()*parentScaling;
-    out = parent*DualQuaternion::from(child.real(), translation);
-    outScaling = parentScaling*childScaling;
-}
+/* The scene graph's composition rule, the library's own: with a unit parent scaling a plain
+   product, otherwise the child's translation is scaled component-wise before the product */
+using Data::Implementation::concatenate;
 
-struct Data {
+struct Columns {
     std::vector<DualQuaternion> a, b, out;
     std::vector<Vector3> scalingA, scalingB, outScaling;
     std::vector<glm::dualquat> glmA, glmB, glmOut;
 
-    explicit Data(bool unitScaling) {
+    explicit Columns(bool unitScaling) {
         std::mt19937 rng{1};
         std::uniform_real_distribution<float> value{-1.0f, 1.0f};
         std::uniform_real_distribution<float> scale{0.5f, 2.0f};
@@ -72,7 +62,7 @@ void setPerOperation(benchmark::State& state) {
 }
 
 void DualQuaternionProduct(benchmark::State& state) {
-    Data data{true};
+    Columns data{true};
     for(auto _: state) {
         for(std::size_t i = 0; i != Count; ++i) data.out[i] = data.a[i]*data.b[i];
         benchmark::DoNotOptimize(data.out.data());
@@ -82,7 +72,7 @@ void DualQuaternionProduct(benchmark::State& state) {
 }
 
 void GlmDualQuaternionProduct(benchmark::State& state) {
-    Data data{true};
+    Columns data{true};
     for(auto _: state) {
         for(std::size_t i = 0; i != Count; ++i) data.glmOut[i] = data.glmA[i]*data.glmB[i];
         benchmark::DoNotOptimize(data.glmOut.data());
@@ -92,7 +82,7 @@ void GlmDualQuaternionProduct(benchmark::State& state) {
 }
 
 void ConcatenateUnitScaling(benchmark::State& state) {
-    Data data{true};
+    Columns data{true};
     for(auto _: state) {
         for(std::size_t i = 0; i != Count; ++i)
             concatenate(data.a[i], data.scalingA[i], data.b[i], data.scalingB[i], data.out[i], data.outScaling[i]);
@@ -104,7 +94,7 @@ void ConcatenateUnitScaling(benchmark::State& state) {
 }
 
 void ConcatenateScaled(benchmark::State& state) {
-    Data data{false};
+    Columns data{false};
     for(auto _: state) {
         for(std::size_t i = 0; i != Count; ++i)
             concatenate(data.a[i], data.scalingA[i], data.b[i], data.scalingB[i], data.out[i], data.outScaling[i]);
