@@ -10,7 +10,7 @@
  *   `Class::function(): ` and a sentence, e.g.
  *   `QUILLMARSH_ASSERT(id < _capacity, "SceneGraph::addObjectUnsafe(): capacity exhausted", {});`
  * - the library's own bugs, @ref QUILLMARSH_INTERNAL_ASSERT: `Assertion <expression> failed at
- *   <path>:<line>`, with the path relative to the library's source root (`Data/SceneGraph.cpp:88`);
+ *   <path>:<line>`, with the path relative to the library's source root and without the file extension (`Data/SceneGraph:88`);
  *   @ref QUILLMARSH_INTERNAL_ASSERT_UNREACHABLE prints `Reached unreachable code at <path>:<line>`.
  *
  * The line is printed to the default @ref QuillmarshEngine::Error target (standard error), never to
@@ -19,13 +19,17 @@
  * @ref QuillmarshEngine::Warning target and continues.
  */
 
+#include <string_view>
+
 #include "QuillmarshEngine/Debug.h"
 
 namespace QuillmarshEngine { namespace Implementation {
 
-/* Path of a source file relative to the library's source root: everything after the last
-   "QuillmarshEngine/" in __FILE__, or the whole path when it does not contain one */
-QUILLMARSH_EXPORT const char* sourcePath(const char* file);
+/* Path of a source file relative to the library's source root and without its extension:
+   everything after the last "QuillmarshEngine/" in __FILE__ (or the whole path when it does not
+   contain one) up to the file name's last dot, so "src/QuillmarshEngine/Data/SceneGraph.cpp"
+   gives "Data/SceneGraph" */
+QUILLMARSH_EXPORT std::string_view sourcePath(const char* file);
 
 /* Flushes and aborts. The only call of std::abort() in the library. */
 [[noreturn]] QUILLMARSH_EXPORT void abort();

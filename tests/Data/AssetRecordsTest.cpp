@@ -238,10 +238,10 @@ TEST(AssetRecordsDeathTest, names) {
 
 TEST(AssetRecordsDeathTest, imagesAndLists) {
     const std::string_view hashes[]{"short"};
-    EXPECT_DEATH(createImageData({1, 1, 1}, hashes), "^Assertion hash.size\\(\\) == ImageData::HashSize failed at Data/AssetData.cpp:[0-9]+\n$");
+    EXPECT_DEATH(createImageData({1, 1, 1}, hashes), "^Assertion hash.size\\(\\) == ImageData::HashSize failed at Data/AssetData:[0-9]+\n$");
     std::vector<char> out;
     EXPECT_DEATH(createImageTileChunk("short", {}, false, 0, out), "^createImageTileChunk\\(\\): expected hash string of length 32\n$");
-    EXPECT_DEATH(createProbeData({}), "^Assertion images.size\\(\\) failed at Data/AssetData.cpp:1266\n$");
+    EXPECT_DEATH(createProbeData({}), "^Assertion images.size\\(\\) failed at Data/AssetData:1266\n$");
     EXPECT_DEATH(createTextureData(Trade::TextureData{{}, {}, {}, {}, 65536}), "^createTextureData\\(\\): image index 65536 does not fit 16 bits\n$");
     EXPECT_DEATH(createPhysXData(PhysXData::Type(0x10000), 0, {}), "^createPhysXData\\(\\): type 65536 does not fit 16 bits\n$");
     const DualQuaternion transforms[1]{};

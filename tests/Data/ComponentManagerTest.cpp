@@ -413,7 +413,7 @@ TEST(ComponentManagerDeathTest, updateInactiveScene) {
     Scene scene{1};
     TestManager manager{4};
     scene.graph.setComponentManager(0, "test", &manager);
-    EXPECT_DEATH(manager.update(0.1), "^Assertion _sceneGraph->activated\\(\\) failed at Data/ComponentManager.cpp:30\n$");
+    EXPECT_DEATH(manager.update(0.1), "^Assertion _sceneGraph->activated\\(\\) failed at Data/ComponentManager:30\n$");
 }
 
 TEST(ComponentManagerDeathTest, unregistered) {

@@ -491,10 +491,10 @@ TEST(GroupedComponentManagerDeathTest, invalid) {
     TestManager manager{4, 2, 2};
     scene.graph.setComponentManager(0, "grouped", &manager);
     manager.addComponent(scene.object);
-    EXPECT_DEATH(manager.setGroup(0, 0, 2), "^Assertion subGroup < subGroupsCount\\(\\) failed at Data/SparseArrayGrouped.cpp:[0-9]+\n$");
-    EXPECT_DEATH(manager.setGroup(0, 2, 0), "^Assertion IndexType\\(g \\+ 1\\) < _groupOffsets.size\\(\\) failed at Data/SparseArrayGrouped.cpp:[0-9]+\n$");
+    EXPECT_DEATH(manager.setGroup(0, 0, 2), "^Assertion subGroup < subGroupsCount\\(\\) failed at Data/SparseArrayGrouped:[0-9]+\n$");
+    EXPECT_DEATH(manager.setGroup(0, 2, 0), "^Assertion IndexType\\(g \\+ 1\\) < _groupOffsets.size\\(\\) failed at Data/SparseArrayGrouped:[0-9]+\n$");
     EXPECT_DEATH(manager.setGroup(1, 0, 0), "^SparseArrayGrouped::setGroup\\(\\): index 1 out of range for 1 elements\n$");
-    EXPECT_DEATH(manager.setGroup(0, 40000, 1), "^Assertion IndexType\\(g \\+ 1\\) < _groupOffsets.size\\(\\) failed at Data/SparseArrayGrouped.cpp:[0-9]+\n$");
+    EXPECT_DEATH(manager.setGroup(0, 40000, 1), "^Assertion IndexType\\(g \\+ 1\\) < _groupOffsets.size\\(\\) failed at Data/SparseArrayGrouped:[0-9]+\n$");
     EXPECT_DEATH(manager.addGroups(40000), "^GroupedComponentManager::addGroups\\(\\): 40002 groups of 2 subgroups exceed 65534 slots\n$");
 }
 

@@ -322,7 +322,7 @@ TEST(SparseArrayTest, printsFlags) {
 TEST(SparseArrayDeathTest, misuse) {
     TestArray a{2};
     a.add();
-    EXPECT_DEATH(a.isDeleted(2), "^Assertion IndexType\\(id\\) < capacity\\(\\) failed at Data/SparseArray.cpp:277\n$");
+    EXPECT_DEATH(a.isDeleted(2), "^Assertion IndexType\\(id\\) < capacity\\(\\) failed at Data/SparseArray:277\n$");
     EXPECT_DEATH(a.remove(1), "^SparseArray::remove\\(\\): index 1 out of range for 1 elements\n$");
 
     std::vector<char> bytes(a.data().begin(), a.data().end());
@@ -339,13 +339,13 @@ TEST(SparseArrayDeathTest, brokenFreshSlot) {
     bytes[20 + 2] = 5;
     TestArray b;
     b.create(std::move(bytes));
-    EXPECT_DEATH(b.add(), "^Assertion _indirection\\[index\\] == 0 failed at Data/SparseArray.cpp:88\n$");
+    EXPECT_DEATH(b.add(), "^Assertion _indirection\\[index\\] == 0 failed at Data/SparseArray:88\n$");
 
     std::vector<char> reverse(a.data().begin(), a.data().end());
     reverse[20 + 6 + 2] = 5;
     TestArray c;
     c.create(std::move(reverse));
-    EXPECT_DEATH(c.add(), "^Assertion _indirectionReverse\\[index\\] == Data::Id\\(0\\) failed at Data/SparseArray.cpp:89\n$");
+    EXPECT_DEATH(c.add(), "^Assertion _indirectionReverse\\[index\\] == Data::Id\\(0\\) failed at Data/SparseArray:89\n$");
 }
 
 }}}

@@ -541,11 +541,11 @@ TEST(MeshFormatTest, compressedChunkRoundTrip) {
 
 TEST(MeshFormatDeathTest, layoutInvalid) {
     EXPECT_DEATH(getLayout(~MeshDataFlags{MeshDataFlag::ObjectIds}, {}, 1),
-        "^Assertion !\\(layoutFlags >= MeshDataFlag::Slug && layoutFlags >= ~\\(MeshDataFlag::Slug \\| MeshDataFlag::ObjectIds\\)\\) failed at Tools/MeshFormat.cpp:34\n$");
+        "^Assertion !\\(layoutFlags >= MeshDataFlag::Slug && layoutFlags >= ~\\(MeshDataFlag::Slug \\| MeshDataFlag::ObjectIds\\)\\) failed at Tools/MeshFormat:34\n$");
     /* Only the filler's flag bit with quantization off selects nothing */
-    EXPECT_DEATH(getLayout(MeshDataFlag::EightJoints, {}, 1), "^Assertion vertexSize > 0 failed at Tools/MeshFormat.cpp:77\n$");
+    EXPECT_DEATH(getLayout(MeshDataFlag::EightJoints, {}, 1), "^Assertion vertexSize > 0 failed at Tools/MeshFormat:77\n$");
     EXPECT_DEATH(unpackMesh(MeshDataFlag::Position|MeshDataFlag::Quantized, {}, MeshBuilder::make(1, {{MeshAttribute::Position, VertexFormat::Vector3, 0}})),
-        "^Assertion !\\(targetLayout >= MeshDataFlag::Quantized\\) failed at Tools/MeshFormat.cpp:188\n$");
+        "^Assertion !\\(targetLayout >= MeshDataFlag::Quantized\\) failed at Tools/MeshFormat:188\n$");
 }
 
 TEST(MeshFormatDeathTest, meshChunkTooLarge) {
@@ -554,7 +554,7 @@ TEST(MeshFormatDeathTest, meshChunkTooLarge) {
     const std::span<const char> huge{&byte, std::size_t{0xfffffff0}};
     std::vector<char> out;
     EXPECT_DEATH(Data::createMeshDataChunk(Data::MeshDataChunkHeader{}, {}, huge, huge, out),
-        "^Assertion offset \\+ Utils::fourByteAlign\\(size\\) == header.totalSize failed at Data/AssetData.cpp:374\n$");
+        "^Assertion offset \\+ Utils::fourByteAlign\\(size\\) == header.totalSize failed at Data/AssetData:374\n$");
 }
 
 TEST(MeshFormatDeathTest, compressedMeshView) {

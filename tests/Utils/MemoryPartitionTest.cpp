@@ -158,7 +158,7 @@ TEST(MemoryPartitionDeathTest, misuse) {
     p.addRegion<char>(2, false);
     EXPECT_DEATH(p.addRegion<char>(1, false), "^MemoryPartition::addRegion\\(\\): exceeded initialized region count\n$");
     EXPECT_DEATH(p.addFinalRegion(4), "^MemoryPartition::addFinalRegion\\(\\): data size smaller than current offset\n$");
-    EXPECT_DEATH(p.regionAt(2), "^Assertion index < _regions.size\\(\\) failed at Utils/MemoryPartition.cpp:[0-9]+\n$");
+    EXPECT_DEATH(p.regionAt(2), "^Assertion index < _regions.size\\(\\) failed at Utils/MemoryPartition:[0-9]+\n$");
     EXPECT_DEATH(p.removeRegions(1, 2), "^MemoryPartition::removeRegions\\(\\): Can't remove more regions than size\n$");
 
     MemoryPartition one;
@@ -171,7 +171,7 @@ TEST(MemoryPartitionDeathTest, misuse) {
     EXPECT_DEATH(copyRegions(one, one, block, block, offsets), "^copyRegions\\(\\): Offset count did not match region counts\n$");
     const std::uint64_t one4[]{4};
     EXPECT_DEATH(copyRegions(one, one, block, block, one4), "^copyRegions\\(\\): Region size did not match\n$");
-    EXPECT_DEATH(removeRegions(one, block, 0, 2), "^Assertion first \\+ count <= partition.usedRegionCount\\(\\) failed at Utils/MemoryPartition.cpp:[0-9]+\n$");
+    EXPECT_DEATH(removeRegions(one, block, 0, 2), "^Assertion first \\+ count <= partition.usedRegionCount\\(\\) failed at Utils/MemoryPartition:[0-9]+\n$");
 }
 
 }}}

@@ -48,7 +48,7 @@ TEST(StringWriterTest, writeWithinCapacity) {
 TEST(StringWriterDeathTest, writeOverrun) {
     StringWriter w{4};
     w.write("ab");
-    EXPECT_DEATH(w.write("cd"), "^Assertion available\\(\\) > bytes failed at Utils/StringWriter.h:85\n$");
+    EXPECT_DEATH(w.write("cd"), "^Assertion available\\(\\) > bytes failed at Utils/StringWriter:85\n$");
 }
 
 }}}
