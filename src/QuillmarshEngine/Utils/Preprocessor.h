@@ -126,16 +126,16 @@ class QUILLMARSH_EXPORT Preprocessor {
         Preprocessor& processReference(std::string_view source);
 
         /** @brief Whether no error happened so far */
-        bool isValid() const { return _valid; }
+        [[nodiscard]] bool isValid() const { return _valid; }
 
         /** @brief Processed text of the last source that succeeded */
-        std::string_view output() const { return _output.view(); }
+        [[nodiscard]] std::string_view output() const { return _output.view(); }
 
         /** @brief Whether @p name is defined */
-        bool isDefined(std::string_view name) const;
+        [[nodiscard]] bool isDefined(std::string_view name) const;
 
         /** @brief The symbol of @p name, or null when it is not defined */
-        const Symbol* symbol(std::string_view name) const;
+        [[nodiscard]] const Symbol* symbol(std::string_view name) const;
 
         /**
          * @brief Value of the identifier @p name
