@@ -144,7 +144,7 @@ void ComponentManager::append(const ComponentManager& other, const IndexType obj
 }
 
 Id ComponentManager::cloneComponent(const Id component, const Id object) {
-    QUILLMARSH_ASSERT(IndexType(component) < capacity() && indexOf(component) < size() && idOf(indexOf(component)) == component,
+    QUILLMARSH_ASSERT(isAlive(component),
         "ComponentManager::cloneComponent(): component" << component << "is not alive", {});
     const Id clone = addComponent(object);
     copy(indexOf(component), indexOf(clone));

@@ -142,6 +142,16 @@ class QUILLMARSH_EXPORT ComponentManager: public SparseArrayActive {
         /** @brief Slot of the manager in its scene graph */
         std::uint16_t managerIndex() const { return _managerIndex; }
 
+        /**
+         * @brief Whether @p component names a live component
+         *
+         * True when the id lies below the capacity and maps to an index below @ref size(). Never
+         * aborts, so ids from files can be tested before use.
+         */
+        [[nodiscard]] bool isAlive(Id component) const {
+            return IndexType(component) < capacity() && indexOf(component) < size() && idOf(indexOf(component)) == component;
+        }
+
         /** @brief Object owning the component at @p index; not checked */
         Id owner(IndexType index) const { return _owners[index]; }
 
