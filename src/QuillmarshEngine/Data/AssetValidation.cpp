@@ -316,4 +316,23 @@ Utils::Result<std::vector<AssetChunkEntry>> validateAssetData(std::span<const ch
     return chunks;
 }
 
+Utils::Result<std::span<const char>> validateAssetRecord(const Magic magic, const std::span<const char> payload) {
+    Checker checker;
+    if(!checkRecord(checker, magic, payload, 0))
+        return Utils::Result<std::span<const char>>::fail(checker.error());
+    return payload;
+}
+
+Utils::Result<LanguageData> readLanguageData(const std::span<const char> payload) {
+    const Utils::Result<std::span<const char>> valid = validateAssetRecord(Magic::Language, payload);
+    if(!valid) return Utils::Result<LanguageData>::fail(valid.error());
+    return LanguageData{payload};
+}
+
+Utils::Result<LocaleData> readLocaleData(const std::span<const char> payload) {
+    const Utils::Result<std::span<const char>> valid = validateAssetRecord(Magic::Locale, payload);
+    if(!valid) return Utils::Result<LocaleData>::fail(valid.error());
+    return LocaleData{payload};
+}
+
 }}

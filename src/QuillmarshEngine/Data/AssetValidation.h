@@ -2,7 +2,9 @@
 #define QuillmarshEngine_Data_AssetValidation_h
 
 /** @file
- * @brief Function @ref QuillmarshEngine::Data::validateAssetData(), @ref QuillmarshEngine::Data::listAssetChunks()
+ * @brief Function @ref QuillmarshEngine::Data::validateAssetData(), @ref QuillmarshEngine::Data::listAssetChunks(),
+ *      @ref QuillmarshEngine::Data::validateAssetRecord(), @ref QuillmarshEngine::Data::readLanguageData(),
+ *      @ref QuillmarshEngine::Data::readLocaleData()
  */
 
 #include <cstdint>
@@ -10,6 +12,7 @@
 #include <vector>
 
 #include "QuillmarshEngine/Data/AssetData.h"
+#include "QuillmarshEngine/Data/AssetRecords.h"
 #include "QuillmarshEngine/Utils/Result.h"
 
 namespace QuillmarshEngine { namespace Data {
@@ -43,6 +46,32 @@ QUILLMARSH_EXPORT Utils::Result<std::vector<AssetChunkEntry>> validateAssetData(
  * checks nothing else. Expects nothing of @p data, reads only its bytes.
  */
 QUILLMARSH_EXPORT std::vector<AssetChunkEntry> listAssetChunks(std::span<const char> data);
+
+/**
+ * @brief Check one untrusted record
+ *
+ * Makes the checks @ref validateAssetData() makes on the payload of a chunk of type @p magic,
+ * for a record that comes without its file. Never reads outside @p payload and never aborts.
+ * Returns @p payload, or a message `offset <n>: <fault>` with the offset counted from the start
+ * of the record. Types without record checks pass.
+ */
+QUILLMARSH_EXPORT Utils::Result<std::span<const char>> validateAssetRecord(Magic magic, std::span<const char> payload);
+
+/**
+ * @brief Read an untrusted language record
+ *
+ * The view of @p payload after @ref validateAssetRecord() found its head and all its strings,
+ * or the reason it can't be read. Never aborts.
+ */
+QUILLMARSH_EXPORT Utils::Result<LanguageData> readLanguageData(std::span<const char> payload);
+
+/**
+ * @brief Read an untrusted locale record
+ *
+ * The view of @p payload after @ref validateAssetRecord() found its counts, its links and all its
+ * strings (three per pair, one per link), or the reason it can't be read. Never aborts.
+ */
+QUILLMARSH_EXPORT Utils::Result<LocaleData> readLocaleData(std::span<const char> payload);
 
 }}
 
