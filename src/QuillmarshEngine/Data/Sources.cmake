@@ -23,3 +23,8 @@ list(APPEND QuillmarshEngine_SRCS
     Data/MeshData.cpp
     # The shader enums of shader and material records
     Shaders/ShaderTypes.cpp)
+list(APPEND QuillmarshEngine_SRCS
+    Data/InputManager.cpp
+    Data/TextManager.cpp
+    Data/JavaScriptManager.cpp
+    Data/TranslationManager.cpp)
