@@ -19,6 +19,8 @@
 #include "QuillmarshEngine/Math/Quaternion.h"
 #include "QuillmarshEngine/Math/Vector3.h"
 
+#include "InputTranslationDemo.h"
+
 using namespace QuillmarshEngine;
 
 namespace {
@@ -32,6 +34,8 @@ constexpr const char* Usage =
     "frame. A few objects' world positions are then checked against a recursive computation.\n"
     "Every object gets a name (name manager), and up to 16 extra objects spin about Y, driven by a\n"
     "manager of the host's own; both managers are updated every frame and checked at the end.\n"
+    "An XR rig of its own follows head and controller poses through the input manager, and its\n"
+    "label and menu texts switch from English to German halfway through the run.\n"
     "\n"
     "  --objects N   number of objects below the scene root, 1 to 65534\n"
     "  --frames N    number of frames to run, 1 to 1000000\n"
@@ -284,6 +288,7 @@ int main(int argc, char** argv) {
     for(std::uint32_t index = 0; index != graph.size(); ++index) recomputed += graph.isDirty(Data::SceneGraph::IndexType(index));
     graph.computeAbsoluteTransformations();
 
+    InputTranslationDemo xr{options.frames};
     std::vector<double> frameTimes, sweepTimes, managerTimes;
     frameTimes.reserve(options.frames);
     sweepTimes.reserve(options.frames);
@@ -303,6 +308,7 @@ int main(int argc, char** argv) {
         managerTimes.push_back(std::chrono::duration<double, std::micro>(sweepStart - managersStart).count());
         frameTimes.push_back(std::chrono::duration<double, std::micro>(end - start).count());
         sweepTimes.push_back(std::chrono::duration<double, std::micro>(end - sweepStart).count());
+        xr.frame(frame);
     }
 
     std::printf("\nQuillmarshEngine demo host\n");
@@ -336,6 +342,8 @@ int main(int argc, char** argv) {
         failed += !ok;
         std::printf("  spinner %2u: angle %.4f rad, expected %.4f  %s\n", k, actual, expected, ok ? "ok" : "MISMATCH");
     }
+
+    failed += xr.report();
 
     /* The deepest object, the first and last created, and a few others, against the recursive
        computation in double precision at the last frame */
