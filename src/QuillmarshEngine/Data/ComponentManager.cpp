@@ -43,6 +43,12 @@ void ComponentManager::requireSceneGraph(const char* const function) const {
         function << Debug::nospace << ": the manager is not registered with a scene graph", );
 }
 
+ComponentManager::IndexType ComponentManager::aliveIndex(const Id component, const char* const function) const {
+    QUILLMARSH_ASSERT(isAlive(component),
+        function << Debug::nospace << ": component" << component << "is not alive", {});
+    return indexOf(component);
+}
+
 void ComponentManager::init() {
     SparseArray::init();
     /* The first column of every manager layout is the owner column, the first region after the

@@ -171,6 +171,14 @@ class QUILLMARSH_EXPORT ComponentManager: public SparseArrayActive {
         /** @brief Called by @ref deactivateInScene() for each index; empty by default */
         virtual void doDeactivateInScene(IndexType index);
 
+        /**
+         * @brief Index of @p component, which must be alive
+         *
+         * Otherwise prints "<function>: component Id(<n>) is not alive" and aborts; @p function
+         * is the caller's qualified name with its parentheses.
+         */
+        IndexType aliveIndex(Id component, const char* function) const;
+
         /** @brief Start of the subclass's header tail */
         char* managerHeaderTail() { return ownerHeaderTail() + _reservedTailSize; }
         const char* managerHeaderTail() const { return ownerHeaderTail() + _reservedTailSize; }

@@ -52,17 +52,11 @@ void JavaScriptManager::layerDestroy(const IndexType index) {
     _scripts[idOf(index)] = Script{};
 }
 
-JavaScriptManager::IndexType JavaScriptManager::checkedIndex(const Id component, const char* const function) const {
-    QUILLMARSH_ASSERT(isAlive(component),
-        "JavaScriptManager::" << Debug::nospace << function << Debug::nospace << "(): component" << component << "is not alive", {});
-    return indexOf(component);
-}
-
 const JavaScriptManager::Parameter& JavaScriptManager::checkedParameter(const Id component, const std::uint16_t parameter, const char* const function) const {
-    checkedIndex(component, function);
+    aliveIndex(component, function);
     const std::vector<Parameter>& parameters = _scripts[component].parameters;
     QUILLMARSH_ASSERT(parameter < parameters.size(),
-        "JavaScriptManager::" << Debug::nospace << function << Debug::nospace << "(): parameter" << parameter << "out of range for" << parameters.size() << "parameters of component" << component, parameters.front());
+        function << Debug::nospace << ": parameter" << parameter << "out of range for" << parameters.size() << "parameters of component" << component, parameters.front());
     return parameters[parameter];
 }
 
@@ -70,12 +64,12 @@ template<class T> const T& JavaScriptManager::typedParameter(const Id component,
     const Parameter& p = checkedParameter(component, parameter, function);
     const T* value = std::get_if<T>(&p.value);
     QUILLMARSH_ASSERT(value,
-        "JavaScriptManager::" << Debug::nospace << function << Debug::nospace << "(): parameter" << parameter << "of component" << component << "is" << ScriptParameterType(p.value.index() + 1) << "and not" << type, *value);
+        function << Debug::nospace << ": parameter" << parameter << "of component" << component << "is" << ScriptParameterType(p.value.index() + 1) << "and not" << type, *value);
     return *value;
 }
 
 std::uint16_t JavaScriptManager::setParameter(const Id component, const std::string_view name, Value&& value, const char* const function) {
-    const IndexType index = checkedIndex(component, function);
+    const IndexType index = aliveIndex(component, function);
     std::vector<Parameter>& parameters = _scripts[component].parameters;
     const std::int32_t found = findParameter(component, name);
     if(found >= 0) {
@@ -87,45 +81,45 @@ std::uint16_t JavaScriptManager::setParameter(const Id component, const std::str
         return std::uint16_t(found);
     }
     QUILLMARSH_ASSERT(parameters.size() < 0xffff,
-        "JavaScriptManager::" << Debug::nospace << function << Debug::nospace << "(): component" << component << "already has 65535 parameters", {});
+        function << Debug::nospace << ": component" << component << "already has 65535 parameters", {});
     parameters.push_back({std::string{name}, std::move(value)});
     _layout.get<1>().view().set(index);
     return std::uint16_t(parameters.size() - 1);
 }
 
 void JavaScriptManager::setScript(const Id component, const std::string_view type) {
-    checkedIndex(component, "setScript");
+    aliveIndex(component, "JavaScriptManager::setScript()");
     _scripts[component].type.assign(type.data(), type.size());
 }
 
 std::string_view JavaScriptManager::script(const Id component) const {
-    checkedIndex(component, "script");
+    aliveIndex(component, "JavaScriptManager::script()");
     return _scripts[component].type;
 }
 
 std::uint16_t JavaScriptManager::setStringParameter(const Id component, const std::string_view name, const std::string_view value) {
-    return setParameter(component, name, Value{std::in_place_index<0>, value}, "setStringParameter");
+    return setParameter(component, name, Value{std::in_place_index<0>, value}, "JavaScriptManager::setStringParameter()");
 }
 
 std::uint16_t JavaScriptManager::setNumberParameter(const Id component, const std::string_view name, const double value) {
-    return setParameter(component, name, Value{std::in_place_index<1>, value}, "setNumberParameter");
+    return setParameter(component, name, Value{std::in_place_index<1>, value}, "JavaScriptManager::setNumberParameter()");
 }
 
 std::uint16_t JavaScriptManager::setBoolParameter(const Id component, const std::string_view name, const bool value) {
-    return setParameter(component, name, Value{std::in_place_index<2>, value}, "setBoolParameter");
+    return setParameter(component, name, Value{std::in_place_index<2>, value}, "JavaScriptManager::setBoolParameter()");
 }
 
 std::uint16_t JavaScriptManager::setObjectParameter(const Id component, const std::string_view name, const Id value) {
-    return setParameter(component, name, Value{std::in_place_index<3>, value}, "setObjectParameter");
+    return setParameter(component, name, Value{std::in_place_index<3>, value}, "JavaScriptManager::setObjectParameter()");
 }
 
 std::uint16_t JavaScriptManager::parameterCount(const Id component) const {
-    checkedIndex(component, "parameterCount");
+    aliveIndex(component, "JavaScriptManager::parameterCount()");
     return std::uint16_t(_scripts[component].parameters.size());
 }
 
 std::int32_t JavaScriptManager::findParameter(const Id component, const std::string_view name) const {
-    checkedIndex(component, "findParameter");
+    aliveIndex(component, "JavaScriptManager::findParameter()");
     const std::vector<Parameter>& parameters = _scripts[component].parameters;
     for(std::size_t i = 0; i != parameters.size(); ++i)
         if(parameters[i].name == name) return std::int32_t(i);
@@ -133,31 +127,31 @@ std::int32_t JavaScriptManager::findParameter(const Id component, const std::str
 }
 
 std::string_view JavaScriptManager::parameterName(const Id component, const std::uint16_t parameter) const {
-    return checkedParameter(component, parameter, "parameterName").name;
+    return checkedParameter(component, parameter, "JavaScriptManager::parameterName()").name;
 }
 
 ScriptParameterType JavaScriptManager::parameterType(const Id component, const std::uint16_t parameter) const {
-    return ScriptParameterType(checkedParameter(component, parameter, "parameterType").value.index() + 1);
+    return ScriptParameterType(checkedParameter(component, parameter, "JavaScriptManager::parameterType()").value.index() + 1);
 }
 
 std::string_view JavaScriptManager::stringParameter(const Id component, const std::uint16_t parameter) const {
-    return typedParameter<std::string>(component, parameter, ScriptParameterType::String, "stringParameter");
+    return typedParameter<std::string>(component, parameter, ScriptParameterType::String, "JavaScriptManager::stringParameter()");
 }
 
 double JavaScriptManager::numberParameter(const Id component, const std::uint16_t parameter) const {
-    return typedParameter<double>(component, parameter, ScriptParameterType::Number, "numberParameter");
+    return typedParameter<double>(component, parameter, ScriptParameterType::Number, "JavaScriptManager::numberParameter()");
 }
 
 bool JavaScriptManager::boolParameter(const Id component, const std::uint16_t parameter) const {
-    return typedParameter<bool>(component, parameter, ScriptParameterType::Bool, "boolParameter");
+    return typedParameter<bool>(component, parameter, ScriptParameterType::Bool, "JavaScriptManager::boolParameter()");
 }
 
 Id JavaScriptManager::objectParameter(const Id component, const std::uint16_t parameter) const {
-    return typedParameter<Id>(component, parameter, ScriptParameterType::Object, "objectParameter");
+    return typedParameter<Id>(component, parameter, ScriptParameterType::Object, "JavaScriptManager::objectParameter()");
 }
 
 bool JavaScriptManager::js_setComponentParamTranslation(const Id component, const std::uint16_t parameter, const std::string_view translation) {
-    const IndexType index = checkedIndex(component, "js_setComponentParamTranslation");
+    const IndexType index = aliveIndex(component, "JavaScriptManager::js_setComponentParamTranslation()");
     std::vector<Parameter>& parameters = _scripts[component].parameters;
     if(parameter >= parameters.size()) return false;
     std::string* const value = std::get_if<std::string>(&parameters[parameter].value);
@@ -171,7 +165,7 @@ bool JavaScriptManager::js_setComponentParamTranslation(const Id component, cons
 }
 
 bool JavaScriptManager::isChanged(const Id component) const {
-    return _layout.get<1>().view()[checkedIndex(component, "isChanged")];
+    return _layout.get<1>().view()[aliveIndex(component, "JavaScriptManager::isChanged()")];
 }
 
 void JavaScriptManager::clearChanged() {
@@ -179,7 +173,7 @@ void JavaScriptManager::clearChanged() {
 }
 
 void JavaScriptManager::clearChanged(const Id component) {
-    _layout.get<1>().view().reset(checkedIndex(component, "clearChanged"));
+    _layout.get<1>().view().reset(aliveIndex(component, "JavaScriptManager::clearChanged()"));
 }
 
 }}

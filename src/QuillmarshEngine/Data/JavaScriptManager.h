@@ -145,7 +145,6 @@ class QUILLMARSH_EXPORT JavaScriptManager: public ComponentManager {
             std::vector<Parameter> parameters;
         };
 
-        IndexType checkedIndex(Id component, const char* function) const;
         const Parameter& checkedParameter(Id component, std::uint16_t parameter, const char* function) const;
         template<class T> const T& typedParameter(Id component, std::uint16_t parameter, ScriptParameterType type, const char* function) const;
         std::uint16_t setParameter(Id component, std::string_view name, Value&& value, const char* function);

@@ -93,18 +93,12 @@ void TextManager::layerDestroy(const IndexType index) {
     std::string{}.swap(_texts[idOf(index)]);
 }
 
-TextManager::IndexType TextManager::checkedIndex(const Id component, const char* const function) const {
-    QUILLMARSH_ASSERT(isAlive(component),
-        "TextManager::" << Debug::nospace << function << Debug::nospace << "(): component" << component << "is not alive", {});
-    return indexOf(component);
-}
-
 template<std::size_t column, class T> T TextManager::get(const Id component, const char* const function) const {
-    return _layout.get<column>()[checkedIndex(component, function)];
+    return _layout.get<column>()[aliveIndex(component, function)];
 }
 
 template<std::size_t column, class T> void TextManager::set(const Id component, const T value, const char* const function) {
-    const IndexType index = checkedIndex(component, function);
+    const IndexType index = aliveIndex(component, function);
     T& slot = _layout.get<column>()[index];
     if(slot == value) return;
     slot = value;
@@ -112,7 +106,7 @@ template<std::size_t column, class T> void TextManager::set(const Id component, 
 }
 
 void TextManager::setText(const Id component, const std::string_view text) {
-    const IndexType index = checkedIndex(component, "setText");
+    const IndexType index = aliveIndex(component, "TextManager::setText()");
     std::string& slot = _texts[component];
     if(slot == text) return;
     /* A copy: the caller's view may point into a record that goes away */
@@ -121,36 +115,36 @@ void TextManager::setText(const Id component, const std::string_view text) {
 }
 
 std::string_view TextManager::text(const Id component) const {
-    checkedIndex(component, "text");
+    aliveIndex(component, "TextManager::text()");
     return _texts[component];
 }
 
-std::uint16_t TextManager::font(const Id component) const { return get<Font, std::uint16_t>(component, "font"); }
-void TextManager::setFont(const Id component, const std::uint16_t font) { set<Font>(component, font, "setFont"); }
+std::uint16_t TextManager::font(const Id component) const { return get<Font, std::uint16_t>(component, "TextManager::font()"); }
+void TextManager::setFont(const Id component, const std::uint16_t font) { set<Font>(component, font, "TextManager::setFont()"); }
 
-TextAlignment TextManager::alignment(const Id component) const { return get<Alignment, TextAlignment>(component, "alignment"); }
-void TextManager::setAlignment(const Id component, const TextAlignment alignment) { set<Alignment>(component, alignment, "setAlignment"); }
+TextAlignment TextManager::alignment(const Id component) const { return get<Alignment, TextAlignment>(component, "TextManager::alignment()"); }
+void TextManager::setAlignment(const Id component, const TextAlignment alignment) { set<Alignment>(component, alignment, "TextManager::setAlignment()"); }
 
-TextJustification TextManager::justification(const Id component) const { return get<Justification, TextJustification>(component, "justification"); }
-void TextManager::setJustification(const Id component, const TextJustification justification) { set<Justification>(component, justification, "setJustification"); }
+TextJustification TextManager::justification(const Id component) const { return get<Justification, TextJustification>(component, "TextManager::justification()"); }
+void TextManager::setJustification(const Id component, const TextJustification justification) { set<Justification>(component, justification, "TextManager::setJustification()"); }
 
-float TextManager::characterSpacing(const Id component) const { return get<CharacterSpacing, float>(component, "characterSpacing"); }
-void TextManager::setCharacterSpacing(const Id component, const float spacing) { set<CharacterSpacing>(component, spacing, "setCharacterSpacing"); }
+float TextManager::characterSpacing(const Id component) const { return get<CharacterSpacing, float>(component, "TextManager::characterSpacing()"); }
+void TextManager::setCharacterSpacing(const Id component, const float spacing) { set<CharacterSpacing>(component, spacing, "TextManager::setCharacterSpacing()"); }
 
-float TextManager::lineSpacing(const Id component) const { return get<LineSpacing, float>(component, "lineSpacing"); }
-void TextManager::setLineSpacing(const Id component, const float spacing) { set<LineSpacing>(component, spacing, "setLineSpacing"); }
+float TextManager::lineSpacing(const Id component) const { return get<LineSpacing, float>(component, "TextManager::lineSpacing()"); }
+void TextManager::setLineSpacing(const Id component, const float spacing) { set<LineSpacing>(component, spacing, "TextManager::setLineSpacing()"); }
 
-TextEffect TextManager::effect(const Id component) const { return get<Effect, TextEffect>(component, "effect"); }
-void TextManager::setEffect(const Id component, const TextEffect effect) { set<Effect>(component, effect, "setEffect"); }
+TextEffect TextManager::effect(const Id component) const { return get<Effect, TextEffect>(component, "TextManager::effect()"); }
+void TextManager::setEffect(const Id component, const TextEffect effect) { set<Effect>(component, effect, "TextManager::setEffect()"); }
 
-TextWrapMode TextManager::wrapMode(const Id component) const { return get<WrapMode, TextWrapMode>(component, "wrapMode"); }
-void TextManager::setWrapMode(const Id component, const TextWrapMode mode) { set<WrapMode>(component, mode, "setWrapMode"); }
+TextWrapMode TextManager::wrapMode(const Id component) const { return get<WrapMode, TextWrapMode>(component, "TextManager::wrapMode()"); }
+void TextManager::setWrapMode(const Id component, const TextWrapMode mode) { set<WrapMode>(component, mode, "TextManager::setWrapMode()"); }
 
-float TextManager::wrapWidth(const Id component) const { return get<WrapWidth, float>(component, "wrapWidth"); }
-void TextManager::setWrapWidth(const Id component, const float width) { set<WrapWidth>(component, width, "setWrapWidth"); }
+float TextManager::wrapWidth(const Id component) const { return get<WrapWidth, float>(component, "TextManager::wrapWidth()"); }
+void TextManager::setWrapWidth(const Id component, const float width) { set<WrapWidth>(component, width, "TextManager::setWrapWidth()"); }
 
 bool TextManager::isChanged(const Id component) const {
-    return _layout.get<Changed>().view()[checkedIndex(component, "isChanged")];
+    return _layout.get<Changed>().view()[aliveIndex(component, "TextManager::isChanged()")];
 }
 
 void TextManager::clearChanged() {
@@ -158,7 +152,7 @@ void TextManager::clearChanged() {
 }
 
 void TextManager::clearChanged(const Id component) {
-    _layout.get<Changed>().view().reset(checkedIndex(component, "clearChanged"));
+    _layout.get<Changed>().view().reset(aliveIndex(component, "TextManager::clearChanged()"));
 }
 
 }}

@@ -178,7 +178,6 @@ class QUILLMARSH_EXPORT TextManager: public ComponentManager {
         void layerDestroy(IndexType index);
 
     private:
-        IndexType checkedIndex(Id component, const char* function) const;
         template<std::size_t column, class T> T get(Id component, const char* function) const;
         template<std::size_t column, class T> void set(Id component, T value, const char* function);
 
