@@ -2,6 +2,7 @@
 
 #include <cstring>
 #include <fstream>
+#include <memory>
 #include <random>
 
 #include "QuillmarshEngine/Data/AssetRecords.h"
@@ -269,6 +270,20 @@ template<class T> Utils::Result<T> readExact(Utils::Result<T>(*reader)(std::span
     return reader({exact.get(), bytes.size()});
 }
 
+/* Every cut of a valid record is an error, never an abort */
+template<class T> void expectCutsRefused(Utils::Result<T>(*reader)(std::span<const char>), std::span<const char> record) {
+    for(std::size_t size = 0; size != record.size(); ++size)
+        EXPECT_FALSE(readExact(reader, record.first(size))) << size;
+}
+
+/* The reader's message for the record with the 32-bit word at offset replaced */
+template<class T> std::string patchedError(Utils::Result<T>(*reader)(std::span<const char>), std::span<const char> record, std::size_t offset, std::uint32_t value) {
+    std::vector<char> out{record.begin(), record.end()};
+    std::memcpy(out.data() + offset, &value, 4);
+    const Utils::Result<T> read = readExact(reader, out);
+    return read ? "" : read.error();
+}
+
 TEST(AssetValidationTest, readLanguageData) {
     const StringArray strings{"hello", "hallo", "", "leer"};
     const std::vector<char> record = createLanguageData("Deutsch", "de", 2, strings.view());
@@ -279,18 +294,10 @@ TEST(AssetValidationTest, readLanguageData) {
     EXPECT_EQ(language->translation(1), "leer");
     EXPECT_EQ(validateAssetRecord(Magic::Language, record)->data(), record.data());
 
-    /* Every cut is an error, never an abort */
-    for(std::size_t size = 0; size != record.size(); ++size)
-        EXPECT_FALSE(readExact(readLanguageData, std::span<const char>{record}.first(size))) << size;
-
-    const auto patched = [&](std::size_t offset, std::uint32_t value) {
-        std::vector<char> out = record;
-        std::memcpy(out.data() + offset, &value, 4);
-        return readExact(readLanguageData, out).error();
-    };
-    EXPECT_EQ(patched(96, 3), "offset 100: language record: expected 6 strings, found 4");
+    expectCutsRefused(readLanguageData, record);
+    EXPECT_EQ(patchedError(readLanguageData, record, 96, 3), "offset 100: language record: expected 6 strings, found 4");
     /* A count whose string count does not fit 32 bits */
-    EXPECT_EQ(patched(96, 0xffffffffu), "offset 100: language record: expected 8589934590 strings, found 4");
+    EXPECT_EQ(patchedError(readLanguageData, record, 96, 0xffffffffu), "offset 100: language record: expected 8589934590 strings, found 4");
     EXPECT_EQ(readExact(readLanguageData, std::span<const char>{record}.first(99)).error(), "offset 0: language record of 99 bytes is smaller than its 100 byte head");
     std::vector<char> unterminated = record;
     std::fill_n(unterminated.begin(), 64, 'n');
@@ -312,18 +319,11 @@ TEST(AssetValidationTest, readLocaleData) {
     EXPECT_EQ(locale->linkTerm(1), "");
     EXPECT_EQ(locale->link(1).component, 4);
 
-    for(std::size_t size = 0; size != record.size(); ++size)
-        EXPECT_FALSE(readExact(readLocaleData, std::span<const char>{record}.first(size))) << size;
-
-    const auto patched = [&](std::size_t offset, std::uint32_t value) {
-        std::vector<char> out = record;
-        std::memcpy(out.data() + offset, &value, 4);
-        return readExact(readLocaleData, out).error();
-    };
-    EXPECT_EQ(patched(4, 5), "offset 4: 5 locale links exceed the 42 byte record");
-    EXPECT_EQ(patched(0, 3), "offset 24: locale record: expected 11 strings, found 8");
+    expectCutsRefused(readLocaleData, record);
+    EXPECT_EQ(patchedError(readLocaleData, record, 4, 5), "offset 4: 5 locale links exceed the 42 byte record");
+    EXPECT_EQ(patchedError(readLocaleData, record, 0, 3), "offset 24: locale record: expected 11 strings, found 8");
     /* Three strings per pair overflow 32 bits here; the count is taken in 64 */
-    EXPECT_EQ(patched(0, 0x55555556u), "offset 24: locale record: expected 4294967300 strings, found 8");
+    EXPECT_EQ(patchedError(readLocaleData, record, 0, 0x55555556u), "offset 24: locale record: expected 4294967300 strings, found 8");
     EXPECT_EQ(readExact(readLocaleData, std::vector<char>(7)).error(), "offset 0: locale record of 7 bytes can't hold its counts");
 }
 
