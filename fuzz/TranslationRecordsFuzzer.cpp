@@ -11,8 +11,9 @@
 #include <memory>
 #include <vector>
 
-#include "QuillmarshEngine/Data/AssetValidation.h"
 #include "QuillmarshEngine/Data/JavaScriptManager.h"
+#include "QuillmarshEngine/Data/LanguageData.h"
+#include "QuillmarshEngine/Data/LocaleData.h"
 #include "QuillmarshEngine/Data/SceneGraph.h"
 #include "QuillmarshEngine/Data/TextManager.h"
 #include "QuillmarshEngine/Data/TranslationManager.h"

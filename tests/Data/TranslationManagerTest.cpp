@@ -5,9 +5,9 @@
 
 #include <gtest/gtest.h>
 
-#include "QuillmarshEngine/Data/AssetRecords.h"
-#include "QuillmarshEngine/Data/AssetValidation.h"
 #include "QuillmarshEngine/Data/JavaScriptManager.h"
+#include "QuillmarshEngine/Data/LanguageData.h"
+#include "QuillmarshEngine/Data/LocaleData.h"
 #include "QuillmarshEngine/Data/SceneGraph.h"
 #include "QuillmarshEngine/Data/TextManager.h"
 #include "QuillmarshEngine/Data/TranslationManager.h"

@@ -5,8 +5,8 @@
 #include <cstdio>
 #include <utility>
 
-#include "QuillmarshEngine/Data/AssetRecords.h"
-#include "QuillmarshEngine/Data/AssetValidation.h"
+#include "QuillmarshEngine/Data/LanguageData.h"
+#include "QuillmarshEngine/Data/LocaleData.h"
 #include "QuillmarshEngine/Math/Quaternion.h"
 #include "QuillmarshEngine/Math/Vector3.h"
 #include "QuillmarshEngine/StringArray.h"

@@ -323,16 +323,4 @@ Utils::Result<std::span<const char>> validateAssetRecord(const Magic magic, cons
     return payload;
 }
 
-Utils::Result<LanguageData> readLanguageData(const std::span<const char> payload) {
-    const Utils::Result<std::span<const char>> valid = validateAssetRecord(Magic::Language, payload);
-    if(!valid) return Utils::Result<LanguageData>::fail(valid.error());
-    return LanguageData{payload};
-}
-
-Utils::Result<LocaleData> readLocaleData(const std::span<const char> payload) {
-    const Utils::Result<std::span<const char>> valid = validateAssetRecord(Magic::Locale, payload);
-    if(!valid) return Utils::Result<LocaleData>::fail(valid.error());
-    return LocaleData{payload};
-}
-
 }}

@@ -3,8 +3,7 @@
 
 /** @file
  * @brief Function @ref QuillmarshEngine::Data::validateAssetData(), @ref QuillmarshEngine::Data::listAssetChunks(),
- *      @ref QuillmarshEngine::Data::validateAssetRecord(), @ref QuillmarshEngine::Data::readLanguageData(),
- *      @ref QuillmarshEngine::Data::readLocaleData()
+ *      @ref QuillmarshEngine::Data::validateAssetRecord()
  */
 
 #include <cstdint>
@@ -12,7 +11,6 @@
 #include <vector>
 
 #include "QuillmarshEngine/Data/AssetData.h"
-#include "QuillmarshEngine/Data/AssetRecords.h"
 #include "QuillmarshEngine/Utils/Result.h"
 
 namespace QuillmarshEngine { namespace Data {
@@ -53,25 +51,10 @@ QUILLMARSH_EXPORT std::vector<AssetChunkEntry> listAssetChunks(std::span<const c
  * Makes the checks @ref validateAssetData() makes on the payload of a chunk of type @p magic,
  * for a record that comes without its file. Never reads outside @p payload and never aborts.
  * Returns @p payload, or a message `offset <n>: <fault>` with the offset counted from the start
- * of the record. Types without record checks pass.
+ * of the record. Types without record checks pass. The typed readers (@ref readLanguageData(),
+ * @ref readLocaleData()) wrap it.
  */
 QUILLMARSH_EXPORT Utils::Result<std::span<const char>> validateAssetRecord(Magic magic, std::span<const char> payload);
-
-/**
- * @brief Read an untrusted language record
- *
- * The view of @p payload after @ref validateAssetRecord() found its head and all its strings,
- * or the reason it can't be read. Never aborts.
- */
-QUILLMARSH_EXPORT Utils::Result<LanguageData> readLanguageData(std::span<const char> payload);
-
-/**
- * @brief Read an untrusted locale record
- *
- * The view of @p payload after @ref validateAssetRecord() found its counts, its links and all its
- * strings (three per pair, one per link), or the reason it can't be read. Never aborts.
- */
-QUILLMARSH_EXPORT Utils::Result<LocaleData> readLocaleData(std::span<const char> payload);
 
 }}
 

@@ -2,9 +2,9 @@
 
 #include <cstring>
 
-#include "QuillmarshEngine/Data/AssetRecords.h"
-#include "QuillmarshEngine/Data/AssetValidation.h"
 #include "QuillmarshEngine/Data/JavaScriptManager.h"
+#include "QuillmarshEngine/Data/LanguageData.h"
+#include "QuillmarshEngine/Data/LocaleData.h"
 #include "QuillmarshEngine/Data/TextManager.h"
 
 namespace QuillmarshEngine { namespace Data {
