@@ -518,6 +518,15 @@ TEST(LightManagerDeathTest, invalid) {
     scene.frame(4);
     EXPECT_DEATH(scene.lights.setupShadowSplits(scene.views, scene.camera, 0), "^LightManager::setupShadowSplits\\(\\): shadow 0 is not the first record of a sun\n$");
     EXPECT_DEATH(scene.lights.shadows().setMapSize(1), "^ShadowsData::setMapSize\\(\\): expected at least 2 texels, got 1\n$");
+    ShadowCameraSlice slices[2];
+    const float distances[]{1.0f, 2.0f, 3.0f};
+    EXPECT_DEATH(LightManager::updateShadowSplits(ViewParams::from(scene.views, 0), distances, slices), "^LightManager::updateShadowSplits\\(\\): expected 3 slices, got 2\n$");
+    EXPECT_DEATH(ViewParams::from(scene.views, 1), "^ViewParams::from\\(\\): index 1 out of range for 1 views\n$");
+    /* Records of a light deleted since they were set up */
+    scene.graph.deleteComponent(scene.lights.owner(0), 0, scene.lights.idOf(0));
+    EXPECT_DEATH(scene.lights.updateShadows(scene.graph, scene.views, scene.camera, true), "^LightManager::updateShadows\\(\\): shadow 0 belongs to light 0 but there are 0 lights\n$");
+    LightManager unregistered{1};
+    EXPECT_DEATH(unregistered.doUpdate(), "^LightManager::doUpdate\\(\\): the manager is not registered with a scene graph\n$");
 }
 
 }}}

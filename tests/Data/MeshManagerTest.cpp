@@ -547,6 +547,8 @@ TEST(MeshManagerDeathTest, invalid) {
     EXPECT_DEATH(scene.meshes.setMorphTargetWeightsCount(1, 536), "^MeshManager::setMorphTargetWeightsCount\\(\\): 65536 weights in use exceed the 65535 a pool can address\n$");
     scene.meshes.setMorphTargetWeightsCount(1, 535);
     EXPECT_EQ(scene.meshes.morphTargetWeights()[1], (Range1Dus{65000, 65535}));
+    MeshManager unregistered{1, 1};
+    EXPECT_DEATH(unregistered.doUpdate(), "^MeshManager::doUpdate\\(\\): the manager is not registered with a scene graph\n$");
     EXPECT_DEATH((MeshManager{4, 0}), "^SparseArrayGrouped::SparseArrayGrouped\\(\\): At least one item group and subgroup is required\n$");
 }
 

@@ -268,6 +268,7 @@ TEST(ViewManagerDeathTest, invalid) {
     EXPECT_DEATH(ViewManager::fovFromProjectionMatrix(almost), "^ViewManager::fovFromProjectionMatrix\\(\\): expected a perspective projection matrix\n$");
     scene.views.projectionTypes()[0] = 2;
     EXPECT_DEATH(scene.views.generateProjectionMatrix(0), "^Reached unreachable code at Data/ViewManager:174\n$");
+    EXPECT_DEATH(scene.views.viewProjectionMatrix(3), "^ViewManager::viewProjectionMatrix\\(\\): index 3 out of range for 2 views\n$");
     EXPECT_DEATH(scene.views.generateProjectionMatrix(2), "^ViewManager::generateProjectionMatrix\\(\\): index 2 out of range for 2 views\n$");
 }
 

@@ -229,7 +229,7 @@ void LightManager::updateShadows(SceneGraph& sceneGraph, ViewManager& views, con
     for(unsigned int first = 0; first < count; ) {
         const IndexType light = _shadows.owners()[first];
         QUILLMARSH_ASSERT(light < size(),
-            "LightManager::updateShadows(): shadow" << first << "belongs to light" << light << "of" << size() << ", set the shadows up again", );
+            "LightManager::updateShadows(): shadow" << first << "belongs to light" << light << "but there are" << size() << "lights", );
         const DualQuaternion& transformation = world[objectIndex[owner[light]]];
         const Quaternion rotation = transformation.real().normalized();
         const Vector3 position = transformation.translation();

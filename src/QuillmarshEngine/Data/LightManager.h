@@ -119,8 +119,7 @@ class QUILLMARSH_EXPORT LightManager: public GroupedComponentManager {
          * record. Finally every record is fitted to @p view (@ref updateShadows() with texel
          * snapping), which reads world transformations from @p sceneGraph.
          *
-         * @p view is a component id of @p views. Expects a live view and this manager to hold
-         * the same lights as at the last @ref doUpdate().
+         * @p view is a component id of @p views. Expects a live view.
          */
         void setupShadows(SceneGraph& sceneGraph, ViewManager& views, Id view, unsigned int maxShadows);
 
