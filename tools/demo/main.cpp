@@ -18,6 +18,7 @@
 #include "QuillmarshEngine/Math/DualQuaternion.h"
 #include "QuillmarshEngine/Math/Quaternion.h"
 #include "QuillmarshEngine/Math/Vector3.h"
+#include "RenderingPart.h"
 
 #include "InputTranslationDemo.h"
 
@@ -238,7 +239,8 @@ int main(int argc, char** argv) {
     const std::uint32_t count = options.objects;
     /* Plus a few spinning objects of the host's own manager, and a name for every object */
     const std::uint32_t Spinners = std::min<std::uint32_t>(16, (65534 - count)/2);
-    Data::SceneGraph graph{Data::SceneGraph::IndexType(count + 1 + Spinners), 2, std::uint16_t(count + 1 + 2*Spinners)};
+    const std::uint32_t renderingComponents = RenderingPart::components(65535 - (count + 1 + 2*Spinners));
+    Data::SceneGraph graph{Data::SceneGraph::IndexType(count + 1 + Spinners), 2 + RenderingPart::Managers, std::uint16_t(count + 1 + 2*Spinners + renderingComponents)};
     Data::NameManager names{Data::SceneGraph::IndexType(count + 1 + Spinners)};
     SpinManager spin{Data::SceneGraph::IndexType(Spinners)};
     graph.setComponentManager(0, "name", &names);
@@ -278,6 +280,7 @@ int main(int argc, char** argv) {
     }
     for(std::uint32_t i = 1; i <= count; ++i) names.setObjectName(ids[i], "object " + std::to_string(i));
     names.setObjectName(Data::Id{0}, "root");
+    RenderingPart rendering{graph, 2, ids, renderingComponents};
     graph.activate();
     graph.setDirty(0);
     graph.computeAbsoluteTransformations();
@@ -309,6 +312,7 @@ int main(int argc, char** argv) {
         frameTimes.push_back(std::chrono::duration<double, std::micro>(end - start).count());
         sweepTimes.push_back(std::chrono::duration<double, std::micro>(end - sweepStart).count());
         xr.frame(frame);
+        rendering.frame(1.0/60.0);
     }
 
     std::printf("\nQuillmarshEngine demo host\n");
@@ -344,6 +348,7 @@ int main(int argc, char** argv) {
     }
 
     failed += xr.report();
+    failed += rendering.report();
 
     /* The deepest object, the first and last created, and a few others, against the recursive
        computation in double precision at the last frame */
