@@ -333,4 +333,19 @@ TEST(AssetValidationTest, unknownTagIsAWarning) {
     EXPECT_EQ(warnings.str(), "validateAssetData(): offset 24: unknown chunk tag Magic(QMEz), not checked\n");
 }
 
+TEST(AssetValidationTest, validateAssetRecord) {
+    /* The checks of a whole file, with offsets from the start of the record */
+    const std::string_view sources[]{"abc"};
+    std::vector<char> shader = createShaderData("s", sources, {}, Shaders::ShaderType::Glsl, Shaders::ShaderStage::Vertex, false, {});
+    const Utils::Result<std::span<const char>> valid = validateAssetRecord(Magic::Shader, shader);
+    ASSERT_TRUE(valid);
+    EXPECT_EQ(valid->data(), shader.data());
+    EXPECT_EQ(valid->size(), shader.size());
+    shader[4] = 9;
+    EXPECT_EQ(validateAssetRecord(Magic::Shader, shader).error(), "offset 4: shader texts of 9 bytes exceed the 268 byte record");
+    EXPECT_EQ(validateAssetRecord(Magic::Skin, std::vector<char>(2)).error(), "offset 0: skin record of 2 bytes, expected at least 4");
+    /* Types without record checks pass */
+    EXPECT_TRUE(validateAssetRecord(Magic::Font, {}));
+}
+
 }}}

@@ -143,6 +143,16 @@ class QUILLMARSH_EXPORT ComponentManager: public SparseArrayActive {
         /** @brief Slot of the manager in its scene graph */
         [[nodiscard]] std::uint16_t managerIndex() const { return _managerIndex; }
 
+        /**
+         * @brief Whether @p component names a live component
+         *
+         * True when the id lies below the capacity and maps to an index below @ref size(). Never
+         * aborts, so ids from files can be tested before use.
+         */
+        [[nodiscard]] bool isAlive(Id component) const {
+            return IndexType(component) < capacity() && indexOf(component) < size() && idOf(indexOf(component)) == component;
+        }
+
         /** @brief Object owning the component at @p index; unchecked in release builds */
         [[nodiscard]] Id owner(IndexType index) const {
             QUILLMARSH_DEBUG_ASSERT(index < size(), "ComponentManager::owner(): index" << index << "out of range for" << size() << "components", {});
@@ -164,6 +174,14 @@ class QUILLMARSH_EXPORT ComponentManager: public SparseArrayActive {
 
         /** @brief Called by @ref deactivateInScene() for each index; empty by default */
         virtual void doDeactivateInScene(IndexType index);
+
+        /**
+         * @brief Index of @p component, which must be alive
+         *
+         * Otherwise prints "<function>: component Id(<n>) is not alive" and aborts; @p function
+         * is the caller's qualified name with its parentheses.
+         */
+        IndexType aliveIndex(Id component, const char* function) const;
 
         /** @brief Start of the subclass's header tail */
         char* managerHeaderTail() { return ownerHeaderTail() + _reservedTailSize; }
