@@ -5,6 +5,7 @@ find_package(meshoptimizer REQUIRED)
 list(APPEND QuillmarshEngine_LIBRARIES meshoptimizer::meshoptimizer)
 list(APPEND QuillmarshEngine_SRCS
     Tools/MeshFormat.cpp
+    Tools/MeshTools.cpp
     Tools/Implementation/VertexConversion.cpp)
 # The AVX2 + F16C column kernels are compiled for those alone and only called where the processor
 # has both
