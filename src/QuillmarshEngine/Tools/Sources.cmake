@@ -6,6 +6,10 @@ list(APPEND QuillmarshEngine_LIBRARIES meshoptimizer::meshoptimizer)
 list(APPEND QuillmarshEngine_SRCS
     Tools/MeshFormat.cpp
     Tools/MeshTools.cpp
+    Tools/Image2D.cpp
+    Tools/ImageTools.cpp
+    Tools/RectanglePacking.cpp
+    Tools/Implementation/StbImage.cpp
     Tools/Implementation/VertexConversion.cpp)
 # The AVX2 + F16C column kernels are compiled for those alone and only called where the processor
 # has both
