@@ -18,3 +18,11 @@ if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|AMD64|amd64)$")
         Tools/Implementation/VertexConversionAvx2.cpp)
     set_source_files_properties(Tools/Implementation/VertexConversionAvx2.cpp PROPERTIES COMPILE_OPTIONS "-mavx2;-mf16c")
 endif()
+
+# Hashes and signatures are libtomcrypt's, with libtommath as its big-number arithmetic. Both are
+# private dependencies of the shared library: no installed header includes theirs.
+find_package(PkgConfig REQUIRED)
+pkg_check_modules(QuillmarshTomcrypt REQUIRED IMPORTED_TARGET libtomcrypt libtommath)
+list(APPEND QuillmarshEngine_LIBRARIES PkgConfig::QuillmarshTomcrypt)
+list(APPEND QuillmarshEngine_SRCS
+    Tools/Cryptography.cpp)
