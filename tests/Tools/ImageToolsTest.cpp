@@ -10,6 +10,7 @@
 #define STB_IMAGE_WRITE_STATIC
 #include <stb/stb_image_write.h>
 
+#include "QuillmarshEngine/Data/ImageData.h"
 #include "QuillmarshEngine/Math/Packing.h"
 #include "QuillmarshEngine/Tools/ImageTools.h"
 
@@ -315,6 +316,36 @@ TEST(ImageToolsTest, mipLevelsOfKnownImages) {
     EXPECT_EQ((*chain)[0].size(), (Vector2i{2, 1}));
     EXPECT_EQ((*chain)[1].size(), (Vector2i{1, 1}));
     EXPECT_TRUE(generateMipLevels({PixelFormat::R8Unorm, {0, 7}, {}})->empty());
+}
+
+TEST(ImageToolsTest, imageRecords) {
+    /* Hashes cover format, size and pixels; the expected values are the first 32 digits of
+       sha256sum of those bytes */
+    const char twoPixels[]{1, 2};
+    const char onePixel[]{7};
+    const Trade::ImageData2D base{PixelFormat::R8Unorm, {2, 1}, twoPixels};
+    const Trade::ImageData2D level{PixelFormat::R8Unorm, {1, 1}, onePixel};
+    EXPECT_EQ(imageContentHash(base), "b8c39688bb2c1036cedc7601d31bf22c");
+    EXPECT_EQ(imageContentHash(level), "a0f7614183393389ce4b99c8a7aeb237");
+    EXPECT_NE(imageContentHash({PixelFormat::R8Unorm, {1, 2}, twoPixels}), imageContentHash(base));
+
+    /* A level repeated is stored once and listed twice */
+    std::vector<char> out;
+    const Trade::ImageData2D levels[]{base, level, level};
+    const std::vector<char> record = createImageRecord(levels, out);
+    const Data::ImageData view{record};
+    EXPECT_EQ(view.kind(), Data::ImageData::Kind::Hashes);
+    ASSERT_EQ(view.hashCount(), 3u);
+    EXPECT_EQ(view.size(), (std::array<std::int32_t, 3>{2, 1, 1}));
+    EXPECT_EQ(view.hash(0), "b8c39688bb2c1036cedc7601d31bf22c");
+    EXPECT_EQ(view.hash(2), "a0f7614183393389ce4b99c8a7aeb237");
+    /* Two tiles: 8-byte chunk head, 40-byte tile head, pixels, padding */
+    ASSERT_EQ(out.size(), 52u + 52u);
+    EXPECT_EQ(std::string(out.data(), 4), "QMEt");
+    EXPECT_EQ(std::string(out.data() + 8, 32), "b8c39688bb2c1036cedc7601d31bf22c");
+    EXPECT_EQ(out[8 + 32], char(PixelFormat::R8Unorm));
+    EXPECT_EQ(std::string(out.data() + 48, 2), std::string(twoPixels, 2));
+    EXPECT_EQ(std::string(out.data() + 52 + 8, 32), "a0f7614183393389ce4b99c8a7aeb237");
 }
 
 TEST(ImageToolsTest, flagPrinting) {

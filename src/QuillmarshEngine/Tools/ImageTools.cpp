@@ -7,7 +7,9 @@
 #include <limits>
 
 #include "QuillmarshEngine/Assert.h"
+#include "QuillmarshEngine/Data/ImageData.h"
 #include "QuillmarshEngine/Math/Packing.h"
+#include "QuillmarshEngine/Tools/Cryptography.h"
 #include "QuillmarshEngine/Tools/Implementation/Message.h"
 #include "QuillmarshEngine/Tools/Implementation/StbImage.h"
 
@@ -339,6 +341,34 @@ Utils::Result<std::vector<Image2D>> generateMipLevels(const Trade::ImageData2D& 
         height = nextHeight;
     }
     return levels;
+}
+
+std::string imageContentHash(const Trade::ImageData2D& image) {
+    const std::uint32_t pixelSize = Trade::pixelFormatSize(image.format);
+    QUILLMARSH_ASSERT(image.size[0] >= 0 && image.size[1] >= 0 && std::uint64_t(image.size[0])*std::uint64_t(image.size[1])*pixelSize <= image.data.size(),
+        "Tools::imageContentHash(): data too small for" << image.size[0] << "by" << image.size[1] << "pixels", {});
+    char head[12];
+    store(head, std::uint32_t(image.format));
+    store(head + 4, std::uint32_t(image.size[0]));
+    store(head + 8, std::uint32_t(image.size[1]));
+    Sha256 hasher;
+    hasher.update(std::span<const char>{head, sizeof(head)});
+    hasher.update(image.data.first(std::size_t(image.size[0])*std::size_t(image.size[1])*pixelSize));
+    const Sha256Digest digest = hasher.finish();
+    return hexString(std::span<const std::uint8_t>{digest.bytes}.first(Data::ImageData::HashSize/2));
+}
+
+std::vector<char> createImageRecord(const std::span<const Trade::ImageData2D> levels, std::vector<char>& out) {
+    QUILLMARSH_ASSERT(!levels.empty(), "Tools::createImageRecord(): expected at least one level", {});
+    std::vector<std::string> hashes;
+    for(const Trade::ImageData2D& level: levels) {
+        std::string hash = imageContentHash(level);
+        if(std::find(hashes.begin(), hashes.end(), hash) == hashes.end())
+            Data::createImageTileChunk(hash, level.data.first(level.dataSize()), false, std::uint32_t(level.format), out);
+        hashes.push_back(std::move(hash));
+    }
+    const std::vector<std::string_view> views{hashes.begin(), hashes.end()};
+    return Data::createImageData({levels[0].size[0], levels[0].size[1], 1}, views);
 }
 
 }}

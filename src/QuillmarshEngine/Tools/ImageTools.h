@@ -4,7 +4,8 @@
 /** @file
  * @brief Image tools: @ref QuillmarshEngine::Tools::decodeImage(), @ref QuillmarshEngine::Tools::convertImage(),
  *      @ref QuillmarshEngine::Tools::fillImage(), @ref QuillmarshEngine::Tools::copyImage(),
- *      @ref QuillmarshEngine::Tools::extendEdges(), @ref QuillmarshEngine::Tools::generateMipLevels()
+ *      @ref QuillmarshEngine::Tools::extendEdges(), @ref QuillmarshEngine::Tools::generateMipLevels(),
+ *      @ref QuillmarshEngine::Tools::createImageRecord()
  *
  * The tools work on the uncompressed colour formats of @ref Trade::PixelFormat (the 8-, 16- and
  * 32-bit normalized, sRGB, integer and float formats of one to four channels): see
@@ -20,6 +21,7 @@
 
 #include <cstdint>
 #include <span>
+#include <string>
 #include <vector>
 
 #include "QuillmarshEngine/EnumSet.h"
@@ -120,6 +122,28 @@ QUILLMARSH_EXPORT void extendEdges(Image2D& image, const Range2Di& rectangle, st
  * premultiplied. The base level itself is not included. Errors as @ref convertImage().
  */
 QUILLMARSH_EXPORT Utils::Result<std::vector<Image2D>> generateMipLevels(const Trade::ImageData2D& image);
+
+/**
+ * @brief Content hash of an image, as image records and image tiles store it
+ *
+ * SHA-256 over the pixel format, width and height as little-endian 32-bit values and then the
+ * pixels, so that equal bytes of another shape or format hash differently. The records' hash
+ * fields hold 32 characters: the first 16 bytes of the digest as lower-case hexadecimal digits,
+ * which is the first half of what `sha256sum` prints for those bytes. Expects a view whose data
+ * holds its pixels.
+ */
+QUILLMARSH_EXPORT std::string imageContentHash(const Trade::ImageData2D& image);
+
+/**
+ * @brief Store an image and its mip levels as image tiles and an image record
+ *
+ * Appends one @ref Data::Magic::ImageTile chunk per level to @p out, with the level's content
+ * hash, its pixel format as the tile's value, the flag false and the pixels as data; a level
+ * whose hash an earlier level of the call has is not stored twice. Returns the image record
+ * listing the hashes in level order with the first level's size (depth 1), for the caller to
+ * wrap in a @ref Data::Magic::Image chunk. Expects at least one level, each holding its pixels.
+ */
+QUILLMARSH_EXPORT std::vector<char> createImageRecord(std::span<const Trade::ImageData2D> levels, std::vector<char>& out);
 
 }}
 
