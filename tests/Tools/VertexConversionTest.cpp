@@ -69,7 +69,8 @@ TEST(VertexConversionTest, everyPairMatchesReference) {
             SCOPED_TRACE(testing::Message{} << std::uint32_t(from) << " " << srcCount << " -> " << std::uint32_t(to) << " " << dstCount);
             const std::ptrdiff_t srcStride = Trade::vertexFormatSize(from)*srcCount + 4;
             const std::ptrdiff_t dstStride = Trade::vertexFormatSize(to)*dstCount + 3;
-            expectSameBytes({from, srcCount, to, dstCount, seed % 2 == 0}, 131, srcStride, dstStride, ++seed);
+            ++seed;
+            expectSameBytes({from, srcCount, to, dstCount, seed % 2 == 0}, 131, srcStride, dstStride, seed);
         }
     }
 }

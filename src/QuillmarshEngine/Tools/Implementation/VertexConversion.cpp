@@ -4,6 +4,10 @@
 #include <cstring>
 #include <limits>
 
+#if defined(__x86_64__)
+#include <cpuid.h>
+#endif
+
 #include "QuillmarshEngine/Assert.h"
 #include "QuillmarshEngine/Math/Packing.h"
 
@@ -99,8 +103,11 @@ void convertRowsReference(const RowConversion& conversion, const char* src, cons
 
 #if defined(__x86_64__)
 bool convertRowsAvx2Supported() {
-    /* Checks the operating system's support for the AVX register state as well */
-    return __builtin_cpu_supports("avx2") && __builtin_cpu_supports("f16c");
+    /* The AVX2 test checks the operating system's support for the AVX register state as well,
+       which F16C needs too; not every compiler's builtin knows F16C, the processor's own flag
+       (leaf 1, ECX bit 29) does */
+    unsigned int a, b, c, d;
+    return __builtin_cpu_supports("avx2") && __get_cpuid(1, &a, &b, &c, &d) && (c & bit_F16C);
 }
 #endif
 
