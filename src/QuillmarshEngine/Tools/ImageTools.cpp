@@ -192,14 +192,17 @@ Utils::Result<Image2D> decodeImage(const std::span<const char> data, std::uint32
     if(bits == 32) return Image2D{pixelFormat(Channel::F32, channelCount), size, std::move(flipped)};
     if(bits == 8) return Image2D{pixelFormat(srgb ? Channel::Srgb8 : Channel::Unorm8, channelCount), size, std::move(flipped)};
     if(!srgb) return Image2D{pixelFormat(Channel::Unorm16, channelCount), size, std::move(flipped)};
-    /* 16-bit sRGB-encoded colour becomes linear half floats */
-    const std::size_t count = std::size_t(width)*std::size_t(height);
-    std::vector<double> values(count*4);
-    decodePixels(formatInfo(pixelFormat(Channel::Unorm16, channelCount)), flipped.data(), count, values.data());
-    for(std::size_t p = 0; p != count; ++p)
-        for(std::uint32_t c = 0; c != std::min(channelCount, 3u); ++c) values[p*4 + c] = srgbToLinear(values[p*4 + c]);
+    /* 16-bit sRGB-encoded colour becomes linear half floats, a row at a time */
+    const FormatInfo from = formatInfo(pixelFormat(Channel::Unorm16, channelCount));
     Image2D out{pixelFormat(Channel::F16, channelCount), size};
-    encodePixels(formatInfo(out.format()), values.data(), count, out.mutableData().data());
+    const FormatInfo to = formatInfo(out.format());
+    std::vector<double> values(std::size_t(width)*4);
+    for(std::int32_t y = 0; y != height; ++y) {
+        decodePixels(from, flipped.data() + std::size_t(y)*rowSize, std::size_t(width), values.data());
+        for(std::size_t p = 0; p != std::size_t(width); ++p)
+            for(std::uint32_t c = 0; c != std::min(channelCount, 3u); ++c) values[p*4 + c] = srgbToLinear(values[p*4 + c]);
+        encodePixels(to, values.data(), std::size_t(width), out.mutableData().data() + std::size_t(y)*rowSize);
+    }
     return out;
 }
 
