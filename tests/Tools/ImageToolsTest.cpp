@@ -174,6 +174,17 @@ TEST(ImageToolsTest, decodeCorruptInput) {
     const PngWriter large{16384, 16384, 8, 6, std::string(3, '\0')};
     EXPECT_EQ(decodeImage(large.data).error(), "Tools::decodeImage(): an image of 16384 by 16384 would take more than 268435456 bytes");
 
+    /* A JPEG Huffman table with more codes than symbols fit (found by fuzzing): the system's
+       decoder would write past its tables */
+    std::vector<std::uint8_t> rgb(8*8*3, 100);
+    std::string jpeg;
+    ASSERT_TRUE(stbi_write_jpg_to_func(appendToString, &jpeg, 8, 8, 3, rgb.data(), 90));
+    ASSERT_TRUE(decodeImage(jpeg));
+    const std::size_t table = jpeg.find("\xff\xc4");
+    ASSERT_NE(table, std::string::npos);
+    jpeg[table + 5 + 14] = jpeg[table + 5 + 15] = char(0xff);
+    EXPECT_EQ(decodeImage(jpeg).error(), "Tools::decodeImage(): a JPEG Huffman table has more than 256 codes");
+
     /* Flipped bits all over a valid file */
     std::mt19937 rng{5};
     for(int i = 0; i != 200; ++i) {

@@ -161,6 +161,9 @@ bool isPixelFormatConvertible(const PixelFormat format) {
 Utils::Result<Image2D> decodeImage(const std::span<const char> data, std::uint32_t channelCount, const ImageDecodeFlags flags) {
     typedef Utils::Result<Image2D> Result;
     if(channelCount > 4) return Result::fail(message("Tools::decodeImage(): expected 0 to 4 channels, got", channelCount));
+    /* Before anything of the decoder runs: reading the header builds the tables already */
+    if(!Implementation::jpegHuffmanTablesFit(data))
+        return Result::fail("Tools::decodeImage(): a JPEG Huffman table has more than 256 codes");
     Implementation::StbInfo info;
     if(!Implementation::stbInfo(data, info))
         return Result::fail("Tools::decodeImage(): not a PNG, JPEG, TGA or HDR image");

@@ -6,7 +6,9 @@
 
 #include "StbImage.h"
 
+#include <algorithm>
 #include <climits>
+#include <cstdint>
 
 #define STB_IMAGE_IMPLEMENTATION
 #define STB_IMAGE_STATIC
@@ -39,6 +41,49 @@ bool stbInfo(const std::span<const char> data, StbInfo& info) {
     if(!stbi_info_from_memory(bytes(data), size, &info.width, &info.height, &info.channels)) return false;
     info.is16Bit = stbi_is_16_bit_from_memory(bytes(data), size);
     info.isHdr = stbi_is_hdr_from_memory(bytes(data), size);
+    return true;
+}
+
+bool jpegHuffmanTablesFit(const std::span<const char> data) {
+    const auto byte = [&](std::size_t i) { return std::uint8_t(data[i]); };
+    const std::size_t size = data.size();
+    if(size < 2 || byte(0) != 0xff || byte(1) != 0xd8) return true;
+    /* Walk the marker segments as the decoder does: fill bytes before a marker, a 16-bit
+       big-endian length after every marker but SOI, EOI, TEM and the restarts, and entropy-coded
+       data after a start of scan up to the next marker (0xff followed by neither a stuffed zero
+       nor a restart) */
+    std::size_t at = 2;
+    while(at < size) {
+        /* The decoder scans over junk between segments to the next marker; so does this, which
+           at worst looks at more tables than the decoder would */
+        while(at < size && byte(at) != 0xff) ++at;
+        while(at < size && byte(at) == 0xff) ++at;
+        if(at >= size) return true;
+        const std::uint8_t marker = byte(at++);
+        if(marker == 0xd9) return true;
+        if(marker == 0xd8 || marker == 0x01 || (marker >= 0xd0 && marker <= 0xd7)) continue;
+        if(at + 2 > size) return true;
+        const std::size_t length = std::size_t(byte(at)) << 8 | byte(at + 1);
+        if(length < 2) return true;
+        /* Tables of a class and id byte, sixteen code counts and as many symbols as codes, read
+           as the decoder reads them: while the segment's length is not used up, past the
+           segment's end if a table claims more (it only checks the length afterwards) */
+        if(marker == 0xc4) {
+            std::int64_t left = std::int64_t(length) - 2;
+            for(std::size_t table = at + 2; left > 0 && table < size; ) {
+                std::size_t codes = 0;
+                for(std::size_t i = 1; i != 17; ++i) codes += table + i < size ? byte(table + i) : 0;
+                if(codes > 256) return false;
+                table += 17 + codes;
+                left -= std::int64_t(17 + codes);
+            }
+        }
+        at += length;
+        if(marker == 0xda) {
+            while(at + 1 < size && !(byte(at) == 0xff && byte(at + 1) != 0 && !(byte(at + 1) >= 0xd0 && byte(at + 1) <= 0xd7))) ++at;
+            if(at + 1 >= size) return true;
+        }
+    }
     return true;
 }
 

@@ -27,6 +27,10 @@ typedef std::unique_ptr<void, StbFree> StbPixels;
    (bits 8, 16 or 32); null on failure, with the decoder's reason in stbFailureReason() */
 StbPixels stbLoad(std::span<const char> data, std::int32_t channels, std::uint32_t bits, std::int32_t& width, std::int32_t& height);
 
+/* False for a JPEG file with a Huffman table of more than 256 codes, which the decoder version
+   the system ships writes past its code tables on; true for anything else, broken or not */
+bool jpegHuffmanTablesFit(std::span<const char> data);
+
 /* Why the last decode on this thread failed */
 const char* stbFailureReason();
 
