@@ -185,6 +185,13 @@ TEST(ImageToolsTest, decodeCorruptInput) {
     jpeg[table + 5 + 14] = jpeg[table + 5 + 15] = char(0xff);
     EXPECT_EQ(decodeImage(jpeg).error(), "Tools::decodeImage(): a JPEG Huffman table has more than 256 codes");
 
+    /* Radiance run-length data cut short (found by fuzzing): the system's decoder would spin */
+    std::vector<float> hdr(16*8*3, 0.5f);
+    std::string radiance;
+    ASSERT_TRUE(stbi_write_hdr_to_func(appendToString, &radiance, 16, 8, 3, hdr.data()));
+    ASSERT_TRUE(decodeImage(radiance));
+    EXPECT_EQ(decodeImage(std::string_view{radiance}.substr(0, radiance.size() - 7)).error(), "Tools::decodeImage(): the HDR run-length data ends inside a scanline");
+
     /* Flipped bits all over a valid file */
     std::mt19937 rng{5};
     for(int i = 0; i != 200; ++i) {

@@ -161,9 +161,12 @@ bool isPixelFormatConvertible(const PixelFormat format) {
 Utils::Result<Image2D> decodeImage(const std::span<const char> data, std::uint32_t channelCount, const ImageDecodeFlags flags) {
     typedef Utils::Result<Image2D> Result;
     if(channelCount > 4) return Result::fail(message("Tools::decodeImage(): expected 0 to 4 channels, got", channelCount));
-    /* Before anything of the decoder runs: reading the header builds the tables already */
+    /* Two faults of the decoder version the system ships, checked before any of it runs
+       (reading a JPEG header builds its tables already) */
     if(!Implementation::jpegHuffmanTablesFit(data))
         return Result::fail("Tools::decodeImage(): a JPEG Huffman table has more than 256 codes");
+    if(!Implementation::hdrRunLengthsEnd(data))
+        return Result::fail("Tools::decodeImage(): the HDR run-length data ends inside a scanline");
     Implementation::StbInfo info;
     if(!Implementation::stbInfo(data, info))
         return Result::fail("Tools::decodeImage(): not a PNG, JPEG, TGA or HDR image");

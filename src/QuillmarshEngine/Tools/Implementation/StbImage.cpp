@@ -8,6 +8,9 @@
 
 #include <algorithm>
 #include <climits>
+#include <cstdlib>
+#include <cstring>
+#include <string>
 #include <cstdint>
 
 #define STB_IMAGE_IMPLEMENTATION
@@ -82,6 +85,74 @@ bool jpegHuffmanTablesFit(const std::span<const char> data) {
         if(marker == 0xda) {
             while(at + 1 < size && !(byte(at) == 0xff && byte(at + 1) != 0 && !(byte(at + 1) >= 0xd0 && byte(at + 1) <= 0xd7))) ++at;
             if(at + 1 >= size) return true;
+        }
+    }
+    return true;
+}
+
+namespace {
+
+/* The decoder's view of its input: zeros past the end */
+struct Reader {
+    std::span<const char> data;
+    std::size_t at;
+    std::uint8_t get() { return at < data.size() ? std::uint8_t(data[at++]) : 0; }
+    bool atEnd() const { return at >= data.size(); }
+
+    /* A header line as the decoder reads it, at most 1023 characters */
+    std::string line() {
+        std::string out;
+        char c = char(get());
+        while(!atEnd() && c != '\n') {
+            out += c;
+            if(out.size() == 1023) {
+                while(!atEnd() && get() != '\n') {}
+                break;
+            }
+            c = char(get());
+        }
+        return out;
+    }
+};
+
+}
+
+bool hdrRunLengthsEnd(const std::span<const char> data) {
+    Reader r{data, 0};
+    const std::string magic = r.line();
+    if(magic != "#?RADIANCE" && magic != "#?RGBE") return true;
+    while(!r.line().empty()) {}
+    /* The resolution line, parsed as the decoder parses it */
+    const std::string resolution = r.line();
+    if(resolution.compare(0, 3, "-Y ") != 0) return true;
+    char* at = const_cast<char*>(resolution.c_str()) + 3;
+    const long height = std::strtol(at, &at, 10);
+    while(*at == ' ') ++at;
+    if(std::strncmp(at, "+X ", 3) != 0) return true;
+    const long width = std::strtol(at + 3, nullptr, 10);
+    /* Sizes the decoder refuses, and widths it reads without run lengths, are safe */
+    if(height <= 0 || height > STBI_MAX_DIMENSIONS || width < 8 || width >= 32768 || width > STBI_MAX_DIMENSIONS) return true;
+    for(long y = 0; y != height; ++y) {
+        const std::uint8_t c1 = r.get(), c2 = r.get();
+        std::uint32_t length = r.get();
+        /* A flat scanline makes the decoder read the rest flat, a bounded loop */
+        if(c1 != 2 || c2 != 2 || (length & 0x80)) return true;
+        length = length << 8 | r.get();
+        if(length != std::uint32_t(width)) return true;
+        for(int channel = 0; channel != 4; ++channel) {
+            for(long x = 0; x < width; ) {
+                if(r.atEnd()) return false;
+                long count = r.get();
+                const bool run = count > 128;
+                if(run) {
+                    r.get();
+                    count -= 128;
+                }
+                /* The decoder refuses a count past the scanline */
+                if(count > width - x) return true;
+                if(!run) for(long i = 0; i != count; ++i) r.get();
+                x += count;
+            }
         }
     }
     return true;

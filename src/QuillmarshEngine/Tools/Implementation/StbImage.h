@@ -31,6 +31,11 @@ StbPixels stbLoad(std::span<const char> data, std::int32_t channels, std::uint32
    the system ships writes past its code tables on; true for anything else, broken or not */
 bool jpegHuffmanTablesFit(std::span<const char> data);
 
+/* False for a Radiance HDR file whose run-length data ends inside a scanline, on which the
+   decoder version the system ships never returns (it reads zeros past the end and makes no
+   progress); true for anything else */
+bool hdrRunLengthsEnd(std::span<const char> data);
+
 /* Why the last decode on this thread failed */
 const char* stbFailureReason();
 
