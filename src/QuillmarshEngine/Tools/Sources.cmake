@@ -4,7 +4,20 @@ list(APPEND QuillmarshEngine_SRCS)
 find_package(meshoptimizer REQUIRED)
 list(APPEND QuillmarshEngine_LIBRARIES meshoptimizer::meshoptimizer)
 list(APPEND QuillmarshEngine_SRCS
-    Tools/MeshFormat.cpp)
+    Tools/MeshFormat.cpp
+    Tools/MeshTools.cpp
+    Tools/Image2D.cpp
+    Tools/ImageTools.cpp
+    Tools/RectanglePacking.cpp
+    Tools/Implementation/StbImage.cpp
+    Tools/Implementation/VertexConversion.cpp)
+# The AVX2 + F16C column kernels are compiled for those alone and only called where the processor
+# has both
+if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|AMD64|amd64)$")
+    list(APPEND QuillmarshEngine_SRCS
+        Tools/Implementation/VertexConversionAvx2.cpp)
+    set_source_files_properties(Tools/Implementation/VertexConversionAvx2.cpp PROPERTIES COMPILE_OPTIONS "-mavx2;-mf16c")
+endif()
 
 # Hashes and signatures are libtomcrypt's, with libtommath as its big-number arithmetic. Both are
 # private dependencies of the shared library: no installed header includes theirs.
