@@ -118,24 +118,50 @@ bool colliderSweepAvx2Supported() {
 }
 #endif
 
-std::uint32_t rayCandidates(const ColliderColumns& columns, const float* const origin, const float* const direction, const std::uint32_t groupMask, const float maxDistance, std::uint16_t* const indices, float* const distances) {
+namespace {
+
+typedef std::uint32_t(*RayPass)(const ColliderColumns&, const float*, const float*, std::uint32_t, float, std::uint16_t*, float*);
+typedef std::uint32_t(*OverlapPass)(const ColliderColumns&, const float*, float, std::uint32_t, std::uint16_t*);
+
+struct Passes {
+    RayPass ray;
+    OverlapPass overlap;
+};
+
+Passes best() {
     #if defined(__x86_64__)
-    /* Chosen once: the library is built for the x86-64 baseline and runs wider code only where
-       the processor has it */
-    static const auto pass = colliderSweepAvx2Supported() ? rayCandidatesAvx2 : rayCandidatesSse2;
-    return pass(columns, origin, direction, groupMask, maxDistance, indices, distances);
+    /* The library is built for the x86-64 baseline and runs wider code only where the
+       processor has it */
+    if(colliderSweepAvx2Supported()) return {rayCandidatesAvx2, overlapCandidatesAvx2};
+    return {rayCandidatesSse2, overlapCandidatesSse2};
     #else
-    return rayCandidatesReference(columns, origin, direction, groupMask, maxDistance, indices, distances);
+    return {rayCandidatesReference, overlapCandidatesReference};
     #endif
 }
 
-std::uint32_t overlapCandidates(const ColliderColumns& columns, const float* const centre, const float reach, const std::uint32_t groupMask, std::uint16_t* const indices) {
+Passes& passes() {
+    static Passes chosen = best();
+    return chosen;
+}
+
+}
+
+void setColliderSweepVariant(const ColliderSweepVariant variant) {
+    Passes& chosen = passes();
+    chosen = best();
+    if(variant == ColliderSweepVariant::Reference) chosen = {rayCandidatesReference, overlapCandidatesReference};
     #if defined(__x86_64__)
-    static const auto pass = colliderSweepAvx2Supported() ? overlapCandidatesAvx2 : overlapCandidatesSse2;
-    return pass(columns, centre, reach, groupMask, indices);
-    #else
-    return overlapCandidatesReference(columns, centre, reach, groupMask, indices);
+    else if(variant == ColliderSweepVariant::Sse2) chosen = {rayCandidatesSse2, overlapCandidatesSse2};
+    else if(variant == ColliderSweepVariant::Avx2 && colliderSweepAvx2Supported()) chosen = {rayCandidatesAvx2, overlapCandidatesAvx2};
     #endif
+}
+
+std::uint32_t rayCandidates(const ColliderColumns& columns, const float* const origin, const float* const direction, const std::uint32_t groupMask, const float maxDistance, std::uint16_t* const indices, float* const distances) {
+    return passes().ray(columns, origin, direction, groupMask, maxDistance, indices, distances);
+}
+
+std::uint32_t overlapCandidates(const ColliderColumns& columns, const float* const centre, const float reach, const std::uint32_t groupMask, std::uint16_t* const indices) {
+    return passes().overlap(columns, centre, reach, groupMask, indices);
 }
 
 }}}

@@ -69,10 +69,22 @@ QUILLMARSH_EXPORT std::uint32_t overlapCandidates(const ColliderColumns& columns
 /* Plain scalar version of overlapCandidates() */
 QUILLMARSH_EXPORT std::uint32_t overlapCandidatesReference(const ColliderColumns& columns, const float* centre, float reach, std::uint32_t groupMask, std::uint16_t* indices);
 
+/* Which variant rayCandidates() and overlapCandidates() run */
+enum class ColliderSweepVariant: std::uint8_t {
+    Best,       /* the widest the processor has, the default */
+    Reference,  /* the plain scalar loops */
+    Sse2,       /* x86-64 only */
+    Avx2        /* x86-64 only, where colliderSweepAvx2Supported() */
+};
+
+/* Make the passes run another variant, for tests and benchmarks; process-wide, so not while
+   another thread queries. A variant the processor lacks falls back to Best. */
+QUILLMARSH_EXPORT void setColliderSweepVariant(ColliderSweepVariant variant);
+
 #if defined(__x86_64__)
 /* The variants the passes choose from, exposed so that tests and benchmarks run every one the
    processor has: SSE2, the x86-64 baseline, and AVX2, which expects colliderSweepAvx2Supported()
-   to be true. Chosen once at run time. */
+   to be true. Best is chosen once at run time. */
 QUILLMARSH_EXPORT std::uint32_t rayCandidatesSse2(const ColliderColumns& columns, const float* origin, const float* direction, std::uint32_t groupMask, float maxDistance, std::uint16_t* indices, float* distances);
 QUILLMARSH_EXPORT std::uint32_t rayCandidatesAvx2(const ColliderColumns& columns, const float* origin, const float* direction, std::uint32_t groupMask, float maxDistance, std::uint16_t* indices, float* distances);
 QUILLMARSH_EXPORT std::uint32_t overlapCandidatesSse2(const ColliderColumns& columns, const float* centre, float reach, std::uint32_t groupMask, std::uint16_t* indices);
