@@ -112,19 +112,24 @@ Scene& scene(const std::uint32_t count) {
     return *s;
 }
 
-void rays(benchmark::State& state, const Data::Implementation::ColliderSweepVariant variant) {
-    Scene& s = scene(std::uint32_t(state.range(0)));
-    Data::Implementation::setColliderSweepVariant(variant);
-    Data::RayHit hit;
+/* Casts every ray of the scene once per iteration with cast(ray), which returns the number of
+   hits; items are rays */
+template<class Cast> void castAll(benchmark::State& state, const Scene& s, Cast cast) {
     std::uint32_t hits = 0;
     for(auto _: state) {
-        for(const Ray& ray: s.rays)
-            hits += s.collision->rayCast(ray.origin, ray.direction, 0xff, ray.length, hit);
+        for(const Ray& ray: s.rays) hits += cast(ray);
         benchmark::DoNotOptimize(hits);
     }
-    Data::Implementation::setColliderSweepVariant(Data::Implementation::ColliderSweepVariant::Best);
     state.SetItemsProcessed(std::int64_t(state.iterations())*RayCount);
     state.counters["hits/ray"] = double(hits)/double(state.iterations()*RayCount);
+}
+
+void rays(benchmark::State& state, const Data::Implementation::ColliderSweepVariant variant) {
+    const Scene& s = scene(std::uint32_t(state.range(0)));
+    Data::Implementation::setColliderSweepVariant(variant);
+    Data::RayHit hit;
+    castAll(state, s, [&](const Ray& ray) { return s.collision->rayCast(ray.origin, ray.direction, 0xff, ray.length, hit); });
+    Data::Implementation::setColliderSweepVariant(Data::Implementation::ColliderSweepVariant::Best);
 }
 
 void LibraryRayCast(benchmark::State& state) { rays(state, Data::Implementation::ColliderSweepVariant::Best); }
@@ -133,27 +138,15 @@ void LibraryRayCastScalar(benchmark::State& state) { rays(state, Data::Implement
 
 /* The plain loop over the columns and world transformations, without the cache */
 void LibraryRayCastUncached(benchmark::State& state) {
-    Scene& s = scene(std::uint32_t(state.range(0)));
+    const Scene& s = scene(std::uint32_t(state.range(0)));
     Data::RayHit hit;
-    std::uint32_t hits = 0;
-    for(auto _: state) {
-        for(const Ray& ray: s.rays)
-            hits += Data::Implementation::rayCastReference(*s.collision, ray.origin, ray.direction, 0xff, ray.length, hit, false);
-        benchmark::DoNotOptimize(hits);
-    }
-    state.SetItemsProcessed(std::int64_t(state.iterations())*RayCount);
+    castAll(state, s, [&](const Ray& ray) { return Data::Implementation::rayCastReference(*s.collision, ray.origin, ray.direction, 0xff, ray.length, hit, false); });
 }
 
 void LibraryRayCastWithNormals(benchmark::State& state) {
-    Scene& s = scene(std::uint32_t(state.range(0)));
+    const Scene& s = scene(std::uint32_t(state.range(0)));
     Data::RayHit hit;
-    std::uint32_t hits = 0;
-    for(auto _: state) {
-        for(const Ray& ray: s.rays)
-            hits += s.collision->rayCastWithNormals(ray.origin, ray.direction, 0xff, ray.length, hit);
-        benchmark::DoNotOptimize(hits);
-    }
-    state.SetItemsProcessed(std::int64_t(state.iterations())*RayCount);
+    castAll(state, s, [&](const Ray& ray) { return s.collision->rayCastWithNormals(ray.origin, ray.direction, 0xff, ray.length, hit); });
 }
 
 /* One object moves before every ray: every ray pays the rebuild of the cache */
@@ -172,32 +165,21 @@ void LibraryRayCastAfterMove(benchmark::State& state) {
 }
 
 void BulletClosest(benchmark::State& state) {
-    Scene& s = scene(std::uint32_t(state.range(0)));
-    std::uint32_t hits = 0;
-    for(auto _: state) {
-        for(const Ray& ray: s.rays) {
-            const Vector3 to = ray.origin + ray.direction*ray.length;
-            std::uint32_t index;
-            float distance;
-            hits += s.bullet->closest(ray.origin.data(), to.data(), index, distance);
-        }
-        benchmark::DoNotOptimize(hits);
-    }
-    state.SetItemsProcessed(std::int64_t(state.iterations())*RayCount);
+    const Scene& s = scene(std::uint32_t(state.range(0)));
+    castAll(state, s, [&](const Ray& ray) {
+        const Vector3 to = ray.origin + ray.direction*ray.length;
+        std::uint32_t index;
+        float distance;
+        return std::uint32_t(s.bullet->closest(ray.origin.data(), to.data(), index, distance));
+    });
 }
 
 void BulletAllHits(benchmark::State& state) {
-    Scene& s = scene(std::uint32_t(state.range(0)));
-    std::uint32_t hits = 0;
-    for(auto _: state) {
-        for(const Ray& ray: s.rays) {
-            const Vector3 to = ray.origin + ray.direction*ray.length;
-            hits += s.bullet->all(ray.origin.data(), to.data());
-        }
-        benchmark::DoNotOptimize(hits);
-    }
-    state.SetItemsProcessed(std::int64_t(state.iterations())*RayCount);
-    state.counters["hits/ray"] = double(hits)/double(state.iterations()*RayCount);
+    const Scene& s = scene(std::uint32_t(state.range(0)));
+    castAll(state, s, [&](const Ray& ray) {
+        const Vector3 to = ray.origin + ray.direction*ray.length;
+        return s.bullet->all(ray.origin.data(), to.data());
+    });
 }
 
 void overlaps(benchmark::State& state, const Data::Implementation::ColliderSweepVariant variant) {

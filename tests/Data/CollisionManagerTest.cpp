@@ -403,6 +403,22 @@ TEST(CollisionManagerTest, queriesFollowEveryChange) {
     other.setComponentManager(0, {}, nullptr);
 }
 
+TEST(CollisionManagerTest, appendedColliders) {
+    Scene scene{8}, other{8};
+    scene.add(at({3.0f, 0.0f, 0.0f}), ColliderType::Sphere, Vector3{1.0f});
+    other.add(at({6.0f, 0.0f, 0.0f}), ColliderType::Box, Vector3{1.0f});
+    other.add(at({9.0f, 0.0f, 0.0f}), ColliderType::AxisAlignedBox, Vector3{1.0f}, 0x10);
+    RayHit hit;
+    ASSERT_EQ(scene.collision.rayCast({}, X, 0xff, Inf, hit), 1u);
+    scene.graph.append(other.graph);
+    ASSERT_EQ(scene.collision.size(), 3);
+    ASSERT_EQ(scene.collision.rayCast({}, X, 0xff, Inf, hit), 3u);
+    EXPECT_EQ(hit.distances[2], 8.0f);
+    /* The appended colliders are owned by the appended objects */
+    EXPECT_EQ(scene.graph.worldTransformation(scene.graph.indexOf(hit.objects[2])).translation(), (Vector3{9.0f, 0.0f, 0.0f}));
+    EXPECT_EQ(scene.collision.groups()[scene.collision.indexOf(scene.graph.componentIds(hit.objects[2])[0])], 0x10);
+}
+
 /* Overlaps */
 
 TEST(CollisionManagerTest, queryOverlapsTable) {
@@ -519,66 +535,90 @@ void randomScene(Scene& scene, std::mt19937& rng, const int count) {
     }
 }
 
+/* Every variant of the passes the processor has */
+std::vector<Implementation::ColliderSweepVariant> variants() {
+    std::vector<Implementation::ColliderSweepVariant> out{Implementation::ColliderSweepVariant::Best, Implementation::ColliderSweepVariant::Reference};
+    #if defined(__x86_64__)
+    out.push_back(Implementation::ColliderSweepVariant::Sse2);
+    if(Implementation::colliderSweepAvx2Supported()) out.push_back(Implementation::ColliderSweepVariant::Avx2);
+    #endif
+    return out;
+}
+
+/* Runs the queries with one variant of the passes, back to the best one afterwards */
+struct Variant {
+    explicit Variant(const Implementation::ColliderSweepVariant variant) { Implementation::setColliderSweepVariant(variant); }
+    ~Variant() { Implementation::setColliderSweepVariant(Implementation::ColliderSweepVariant::Best); }
+};
+
 TEST(CollisionManagerTest, rayCastMatchesReference) {
-    std::mt19937 rng{1977};
-    std::uniform_real_distribution<float> unit{-1.0f, 1.0f};
-    std::normal_distribution<float> normal;
-    int hits[5]{};
-    for(int sceneIndex = 0; sceneIndex != 12; ++sceneIndex) {
-        const int count = sceneIndex < 4 ? 5 + sceneIndex : 20*sceneIndex;
-        Scene scene{std::uint16_t(count + 1)};
-        randomScene(scene, rng, count);
-        scene.graph.computeAbsoluteTransformations();
-        for(int r = 0; r != 400; ++r) {
-            Vector3 origin = Vector3{unit(rng), unit(rng), unit(rng)}*20.0f;
-            /* Now and then from a collider's centre */
-            if(r % 8 == 0) origin = scene.graph.worldTransformation(scene.graph.indexOf(scene.collision.owner(SparseArray::IndexType(rng() % count)))).translation();
-            Vector3 direction{normal(rng), normal(rng), normal(rng)};
-            if(r % 5 == 0) direction[rng() % 3] = 0.0f;
-            if(r % 10 == 0) direction = Vector3{0.0f};
-            if(r % 10 == 0) direction[rng() % 3] = rng() % 2 ? 1.0f : -1.0f;
-            direction = direction.normalized();
-            const float maxDistance = r % 3 ? Inf : 30.0f*std::abs(unit(rng));
-            const std::uint8_t mask = r % 4 ? 0xff : std::uint8_t(rng());
-            for(const bool normals: {false, true}) {
-                RayHit hit, expected;
-                const std::uint32_t found = normals ?
-                    scene.collision.rayCastWithNormals(origin, direction, mask, maxDistance, hit) :
-                    scene.collision.rayCast(origin, direction, mask, maxDistance, hit);
-                EXPECT_EQ(found, hit.hitCount);
-                Implementation::rayCastReference(scene.collision, origin, direction, mask, maxDistance, expected, normals);
-                expectSameHits(hit, expected, normals);
-                ++hits[hit.hitCount];
+    for(const Implementation::ColliderSweepVariant variant: variants()) {
+        SCOPED_TRACE(int(variant));
+        Variant use{variant};
+        std::mt19937 rng{1977};
+        std::uniform_real_distribution<float> unit{-1.0f, 1.0f};
+        std::normal_distribution<float> normal;
+        int hits[5]{};
+        for(int sceneIndex = 0; sceneIndex != 12; ++sceneIndex) {
+            const int count = sceneIndex < 4 ? 5 + sceneIndex : 20*sceneIndex;
+            Scene scene{std::uint16_t(count + 1)};
+            randomScene(scene, rng, count);
+            scene.graph.computeAbsoluteTransformations();
+            for(int r = 0; r != 400; ++r) {
+                Vector3 origin = Vector3{unit(rng), unit(rng), unit(rng)}*20.0f;
+                /* Now and then from a collider's centre */
+                if(r % 8 == 0) origin = scene.graph.worldTransformation(scene.graph.indexOf(scene.collision.owner(SparseArray::IndexType(rng() % count)))).translation();
+                Vector3 direction{normal(rng), normal(rng), normal(rng)};
+                if(r % 5 == 0) direction[rng() % 3] = 0.0f;
+                if(r % 10 == 0) direction = Vector3{0.0f};
+                if(r % 10 == 0) direction[rng() % 3] = rng() % 2 ? 1.0f : -1.0f;
+                direction = direction.normalized();
+                const float maxDistance = r % 3 ? Inf : 30.0f*std::abs(unit(rng));
+                const std::uint8_t mask = r % 4 ? 0xff : std::uint8_t(rng());
+                for(const bool normals: {false, true}) {
+                    RayHit hit, expected;
+                    const std::uint32_t found = normals ?
+                        scene.collision.rayCastWithNormals(origin, direction, mask, maxDistance, hit) :
+                        scene.collision.rayCast(origin, direction, mask, maxDistance, hit);
+                    EXPECT_EQ(found, hit.hitCount);
+                    Implementation::rayCastReference(scene.collision, origin, direction, mask, maxDistance, expected, normals);
+                    expectSameHits(hit, expected, normals);
+                    ++hits[hit.hitCount];
+                }
+                if(::testing::Test::HasFailure()) return;
             }
-            if(::testing::Test::HasFailure()) return;
         }
+        /* Every hit count occurs */
+        for(const int h: hits) EXPECT_GT(h, 20);
     }
-    /* Every hit count occurs */
-    for(const int h: hits) EXPECT_GT(h, 20);
 }
 
 TEST(CollisionManagerTest, queryOverlapsMatchesReferenceAndIsSymmetric) {
-    std::mt19937 rng{1989};
-    int total = 0;
-    for(int sceneIndex = 0; sceneIndex != 6; ++sceneIndex) {
-        const int count = 40 + 40*sceneIndex;
-        Scene scene{std::uint16_t(count)};
-        randomScene(scene, rng, count);
-        std::vector<std::vector<Id>> results(scene.collision.capacity());
-        for(SparseArray::IndexType i = 0; i != scene.collision.size(); ++i) {
-            const Id id = scene.collision.idOf(i);
-            results[id] = scene.collision.queryOverlaps(id);
-            EXPECT_EQ(results[id], Implementation::queryOverlapsReference(scene.collision, id));
-            total += int(results[id].size());
+    for(const Implementation::ColliderSweepVariant variant: variants()) {
+        SCOPED_TRACE(int(variant));
+        Variant use{variant};
+        std::mt19937 rng{1989};
+        int total = 0;
+        for(int sceneIndex = 0; sceneIndex != 6; ++sceneIndex) {
+            const int count = 40 + 40*sceneIndex;
+            Scene scene{std::uint16_t(count)};
+            randomScene(scene, rng, count);
+            std::vector<std::vector<Id>> results(scene.collision.capacity());
+            for(SparseArray::IndexType i = 0; i != scene.collision.size(); ++i) {
+                const Id id = scene.collision.idOf(i);
+                results[id] = scene.collision.queryOverlaps(id);
+                EXPECT_EQ(results[id], Implementation::queryOverlapsReference(scene.collision, id));
+                total += int(results[id].size());
+            }
+            /* Every cell of the table is symmetric */
+            for(SparseArray::IndexType i = 0; i != scene.collision.size(); ++i) {
+                const Id a = scene.collision.idOf(i);
+                for(const Id b: results[a])
+                    EXPECT_NE(std::find(results[b].begin(), results[b].end(), a), results[b].end()) << a << " " << b;
+            }
         }
-        /* Every cell of the table is symmetric */
-        for(SparseArray::IndexType i = 0; i != scene.collision.size(); ++i) {
-            const Id a = scene.collision.idOf(i);
-            for(const Id b: results[a])
-                EXPECT_NE(std::find(results[b].begin(), results[b].end(), a), results[b].end()) << a << " " << b;
-        }
+        EXPECT_GT(total, 300);
     }
-    EXPECT_GT(total, 300);
 }
 
 TEST(CollisionManagerTest, passesAgree) {
