@@ -755,6 +755,22 @@ TEST(CollisionManagerDeathTest, invalid) {
     EXPECT_DEATH(hit.swap(-1, 2), "^RayHit::swap\\(\\): entries -1 and 2 out of range for 4 entries\n$");
 }
 
+TEST(CollisionManagerDeathTest, ownerNotInTheSceneGraph) {
+    /* Colliders adopted from elsewhere, registered with a scene graph that lacks their owners */
+    Scene scene{8};
+    scene.graph.addObject();
+    scene.graph.addObject();
+    scene.add({}, ColliderType::Sphere, Vector3{1.0f});
+    std::vector<char> block{scene.collision.data().begin(), scene.collision.data().end()};
+    CollisionManager adopted{std::move(block)};
+    Quiet quiet;
+    SceneGraph graph{8, 1, 8};
+    graph.setComponentManager(0, "collision", &adopted);
+    RayHit hit;
+    EXPECT_DEATH(adopted.rayCast({}, X, 0xff, Inf, hit), "^CollisionManager::rayCast\\(\\): collider 0 is owned by Id\\(3\\) which is not an object of the scene graph\n$");
+    graph.setComponentManager(0, {}, nullptr);
+}
+
 TEST(CollisionManagerDeathTest, brokenBlock) {
     CollisionManager collision{4};
     std::vector<char> block{collision.data().begin(), collision.data().end()};

@@ -12,8 +12,6 @@ namespace QuillmarshEngine { namespace {
 
 using namespace Math::Intersection;
 
-constexpr float Inf = std::numeric_limits<float>::infinity();
-
 /* ------------------------------------------------------------------------------------------ */
 /* An independent model in double precision: boxes as centre, axes and half-extents, and
    verdicts found by dense sampling. A verdict is only given where the sampling decides it with
