@@ -62,7 +62,7 @@ double outside(const ModelBox& box, const double* p, const bool* skip = nullptr)
 
 enum class Verdict { Hit, Miss, Undecided };
 
-/* Dense sampling of o + d*t for t in [0, reach of the box], 20000 samples, with bisection of
+/* Dense sampling of o + d*t for t in [0, reach of the box], 10000 samples, with bisection of
    the entry once a sample is clearly inside */
 Verdict sampleRay(const ModelBox& box, const Vector3& origin, const Vector3& direction, const double tolerance, double& entry, double& slope, const bool* skip = nullptr) {
     const double o[3]{origin[0], origin[1], origin[2]};
@@ -76,7 +76,7 @@ Verdict sampleRay(const ModelBox& box, const Vector3& origin, const Vector3& dir
     };
     const double start = at(0.0);
     if(start < -tolerance) return Verdict::Miss;  /* starts inside */
-    constexpr int Samples = 20000;
+    constexpr int Samples = 10000;
     const double step = end/Samples;
     double lowest = start;
     for(int j = 1; j <= Samples; ++j) {
@@ -438,7 +438,7 @@ double sampledDistance(const ModelBox& box, const double* p, double& slack) {
         slack = 0.0;
         return 0.0;
     }
-    constexpr int Grid = 64;
+    constexpr int Grid = 48;
     double best = std::numeric_limits<double>::infinity();
     slack = 0.0;
     for(int face = 0; face != 6; ++face) {
@@ -534,7 +534,7 @@ void corners(const ModelBox& box, double out[8][3]) {
 double edgesAgainst(const ModelBox& a, const ModelBox& b, double& step) {
     double c[8][3];
     corners(a, c);
-    constexpr int Samples = 400;
+    constexpr int Samples = 250;
     double lowest = std::numeric_limits<double>::infinity();
     step = 0.0;
     for(int i = 0; i != 8; ++i) for(int axis = 0; axis != 3; ++axis) {

@@ -75,8 +75,10 @@ struct RayHit {
  * kept in cached structure-of-arrays columns, rebuilt by the first query after a change (of a
  * column, of the components, or of any transformation in the scene graph, as
  * @ref SceneGraph::transformGeneration() tells), so repeated queries in an unchanged scene cost
- * one vectorized pass (SSE2, or AVX2 where the processor has it). Before the cache is rebuilt,
- * every collider's owner is brought up to date with @ref SceneGraph::computeAbsoluteTransformation().
+ * one vectorized pass (SSE2, or AVX2 where the processor has it) plus the exact tests of the
+ * few candidates it leaves. A rebuild brings every collider's owner up to date with
+ * @ref SceneGraph::computeAbsoluteTransformation() and costs O(n); it allocates only after the
+ * manager grew.
  *
  * Misuse (queries of an unregistered manager, a direction that is not unit length, an index or
  * id out of range) prints the reason and aborts. Not thread-safe, also not for queries alone.
@@ -108,13 +110,13 @@ class QUILLMARSH_EXPORT CollisionManager: public ComponentManager {
         /** @brief Rebuild the partition and bind the columns */
         void init() override;
 
-        /** @brief Half-extents of the boxes, `x()` is the radius of a sphere; capacity entries */
+        /** @brief Half-extents of the boxes, `x()` is the radius of a sphere; capacity entries, invalidated by growth */
         std::span<const Vector3> extents() const { return _extents; }
 
-        /** @brief Shape of every collider; capacity entries */
+        /** @brief Shape of every collider; capacity entries, invalidated by growth */
         std::span<const ColliderType> colliders() const { return _colliders; }
 
-        /** @brief Collision groups of every collider; capacity entries */
+        /** @brief Collision groups of every collider; capacity entries, invalidated by growth */
         std::span<const std::uint8_t> groups() const { return _groups; }
 
         /** @brief Set the half-extents (or radius in `x()`) of the collider at @p index */
