@@ -744,10 +744,10 @@ TEST(CollisionManagerDeathTest, invalid) {
     RayHit hit;
     EXPECT_DEATH(scene.collision.rayCast({}, {1.0f, 1.0f, 0.0f}, 0xff, Inf, hit), "^CollisionManager::rayCast\\(\\): direction Vector\\(1, 1, 0\\) is not normalized\n$");
     EXPECT_DEATH(scene.collision.rayCastWithNormals({}, {}, 0xff, Inf, hit), "^CollisionManager::rayCastWithNormals\\(\\): direction Vector\\(0, 0, 0\\) is not normalized\n$");
-    EXPECT_DEATH(scene.collision.queryOverlaps(Id{3}), "^CollisionManager::queryOverlaps\\(\\): collision Id\\(3\\) is not alive\n$");
-    EXPECT_DEATH(scene.collision.queryOverlaps(Id{9}), "^CollisionManager::queryOverlaps\\(\\): collision Id\\(9\\) is not alive\n$");
+    EXPECT_DEATH(scene.collision.queryOverlaps(Id{3}), "^CollisionManager::queryOverlaps\\(\\): component Id\\(3\\) is not alive\n$");
+    EXPECT_DEATH(scene.collision.queryOverlaps(Id{9}), "^CollisionManager::queryOverlaps\\(\\): component Id\\(9\\) is not alive\n$");
     scene.collision.deleteComponent(scene.collision.indexOf(component));
-    EXPECT_DEATH(scene.collision.queryOverlaps(component), "^CollisionManager::queryOverlaps\\(\\): collision Id\\(0\\) is not alive\n$");
+    EXPECT_DEATH(scene.collision.queryOverlaps(component), "^CollisionManager::queryOverlaps\\(\\): component Id\\(0\\) is not alive\n$");
     EXPECT_DEATH(scene.collision.setExtents(0, {}), "^CollisionManager::setExtents\\(\\): index 0 out of range for 0 colliders\n$");
     EXPECT_DEATH(scene.collision.setCollider(1, ColliderType::Box), "^CollisionManager::setCollider\\(\\): index 1 out of range for 0 colliders\n$");
     EXPECT_DEATH(scene.collision.setGroups(2, 1), "^CollisionManager::setGroups\\(\\): index 2 out of range for 0 colliders\n$");

@@ -15,8 +15,9 @@ class CollisionDemo {
         /* Moves the controller to where it is at this frame and casts its rays */
         void frame(std::uint32_t frame);
 
-        /* Prints what the rays hit; false when a query disagreed with the reference queries */
-        bool printSummary() const;
+        /* Prints what the rays hit; returns how many queries disagreed with the reference
+           queries */
+        std::uint32_t report() const;
 
     private:
         struct State;

@@ -259,10 +259,8 @@ std::vector<Id> CollisionManager::queryOverlaps(const Id collision) const {
 
 void CollisionManager::queryOverlaps(const Id collision, std::vector<Id>& out) const {
     out.clear();
-    QUILLMARSH_ASSERT(collision < capacity() && indexOf(collision) < size() && idOf(indexOf(collision)) == collision,
-        "CollisionManager::queryOverlaps(): collision" << collision << "is not alive", );
+    const IndexType query = aliveIndex(collision, "CollisionManager::queryOverlaps()");
     updateCache("queryOverlaps");
-    const IndexType query = indexOf(collision);
     const ColliderType queryType = _colliders[query];
     if(!isKnown(queryType)) return;
 

@@ -11,6 +11,10 @@ list(APPEND QuillmarshEngine_SRCS
     Data/SparseArrayGrouped.cpp
     Data/GroupedComponentManager.cpp
     Data/NameManager.cpp
+    Data/MeshManager.cpp
+    Data/ViewManager.cpp
+    Data/ShadowsData.cpp
+    Data/LightManager.cpp
     Data/CollisionManager.cpp
     Data/Implementation/ColliderSweep.cpp
     Data/Implementation/CollisionReference.cpp)
@@ -42,3 +46,8 @@ list(APPEND QuillmarshEngine_SRCS
     Data/PhysXData.cpp
     # The shader enums of shader and material records
     Shaders/ShaderTypes.cpp)
+list(APPEND QuillmarshEngine_SRCS
+    Data/InputManager.cpp
+    Data/TextManager.cpp
+    Data/JavaScriptManager.cpp
+    Data/TranslationManager.cpp)
