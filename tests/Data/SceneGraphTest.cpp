@@ -530,6 +530,39 @@ TEST(SceneGraphTest, transformations) {
     EXPECT_EQ(fromV(g.localScaling(g.indexOf(d))).y, 3.0f);
 }
 
+TEST(SceneGraphTest, transformGeneration) {
+    Quiet quiet;
+    SceneGraph g{8, 0, 0}, other{8, 0, 0};
+    EXPECT_NE(g.transformGeneration(), other.transformGeneration());
+    const Id p = g.addObject(0);
+    const Id c = g.addObject(p);
+    /* Every marking changes it... */
+    std::uint64_t before = g.transformGeneration();
+    g.setDirty(g.indexOf(p));
+    EXPECT_NE(g.transformGeneration(), before);
+    before = g.transformGeneration();
+    g.setChildrenDirty(g.indexOf(p));
+    EXPECT_NE(g.transformGeneration(), before);
+    before = g.transformGeneration();
+    g.setChanged(g.indexOf(c));
+    EXPECT_NE(g.transformGeneration(), before);
+    before = g.transformGeneration();
+    g.addObject(c);
+    EXPECT_NE(g.transformGeneration(), before);
+    /* ...and a rebuilt block */
+    before = g.transformGeneration();
+    g.allocate(16);
+    EXPECT_NE(g.transformGeneration(), before);
+    /* Computing what is dirty, changing local values and clearing the changed bits leave up
+       to date world transformations as they are, and the counter too */
+    before = g.transformGeneration();
+    g.computeAbsoluteTransformation(g.indexOf(c));
+    g.computeAbsoluteTransformations();
+    g.setLocalTransformation(g.indexOf(p), DualQuaternion::translation({1.0f, 0.0f, 0.0f}));
+    g.resetChanged();
+    EXPECT_EQ(g.transformGeneration(), before);
+}
+
 TEST(SceneGraphTest, computeOneObjectPastEarlierSiblings) {
     Quiet quiet;
     SceneGraph g{16, 0, 0};

@@ -21,6 +21,7 @@
 #include "RenderingPart.h"
 
 #include "InputTranslationDemo.h"
+#include "CollisionDemo.h"
 
 using namespace QuillmarshEngine;
 
@@ -37,6 +38,7 @@ constexpr const char* Usage =
     "manager of the host's own; both managers are updated every frame and checked at the end.\n"
     "An XR rig of its own follows head and controller poses through the input manager, and its\n"
     "label and menu texts switch from English to German halfway through the run.\n"
+    "In a room of colliders of its own, a hand controller casts three rays every frame.\n"
     "\n"
     "  --objects N   number of objects below the scene root, 1 to 65534\n"
     "  --frames N    number of frames to run, 1 to 1000000\n"
@@ -292,6 +294,7 @@ int main(int argc, char** argv) {
     graph.computeAbsoluteTransformations();
 
     InputTranslationDemo xr{options.frames};
+    CollisionDemo collisionDemo{options.seed};
     std::vector<double> frameTimes, sweepTimes, managerTimes;
     frameTimes.reserve(options.frames);
     sweepTimes.reserve(options.frames);
@@ -313,6 +316,7 @@ int main(int argc, char** argv) {
         sweepTimes.push_back(std::chrono::duration<double, std::micro>(end - sweepStart).count());
         xr.frame(frame);
         rendering.frame(1.0/60.0);
+        collisionDemo.frame(frame);
     }
 
     std::printf("\nQuillmarshEngine demo host\n");
@@ -349,6 +353,7 @@ int main(int argc, char** argv) {
 
     failed += xr.report();
     failed += rendering.report();
+    failed += collisionDemo.report();
 
     /* The deepest object, the first and last created, and a few others, against the recursive
        computation in double precision at the last frame */

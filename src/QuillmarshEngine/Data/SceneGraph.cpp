@@ -1,6 +1,7 @@
 #include "QuillmarshEngine/Data/SceneGraph.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cstring>
 #include <sstream>
 
@@ -17,9 +18,16 @@ namespace {
    columns */
 constexpr std::size_t ManagerNamesRegion = 6;
 
+/* Start of the transformation counter of the next scene graph */
+std::atomic<std::uint64_t> nextTransformGeneration{0};
+
+std::uint64_t firstTransformGeneration() {
+    return nextTransformGeneration.fetch_add(std::uint64_t{1} << 40, std::memory_order_relaxed);
 }
 
-SceneGraph::SceneGraph(const IndexType objectCapacity, const std::uint16_t managerCount, const std::uint16_t componentCapacity): SparseArray{sizeof(Tail)}, _layout{*this} {
+}
+
+SceneGraph::SceneGraph(const IndexType objectCapacity, const std::uint16_t managerCount, const std::uint16_t componentCapacity): SparseArray{sizeof(Tail)}, _layout{*this}, _transformGeneration{firstTransformGeneration()} {
     QUILLMARSH_ASSERT(objectCapacity >= 1,
         "SceneGraph::SceneGraph(): object capacity has to be at least 1 for the root", );
     QUILLMARSH_ASSERT(managerCount <= 256,
@@ -35,7 +43,7 @@ SceneGraph::SceneGraph(const IndexType objectCapacity, const std::uint16_t manag
     setInitializedCount(1);
 }
 
-SceneGraph::SceneGraph(std::vector<char>&& block): SparseArray{sizeof(Tail)}, _layout{*this} {
+SceneGraph::SceneGraph(std::vector<char>&& block): SparseArray{sizeof(Tail)}, _layout{*this}, _transformGeneration{firstTransformGeneration()} {
     QUILLMARSH_ASSERT(reinterpret_cast<std::uintptr_t>(block.data()) % 4 == 0,
         "SceneGraph::init(): scenegraph data is not 4 byte aligned.", );
     QUILLMARSH_ASSERT(block.size() >= sizeof(SparseArrayHeader) + sizeof(Tail),
@@ -137,6 +145,7 @@ void SceneGraph::layerInit() {
     _localScaling = _layout.get<4>().view();
     _world = _layout.get<5>().view();
     _worldScaling = _layout.get<6>().view();
+    ++_transformGeneration;
 
     Debug{} << "Create scenegraph with" << size() << "/" << capacity() << "objects," << std::uint32_t(_data.size()) << "bytes";
 }
@@ -421,6 +430,9 @@ bool SceneGraph::isAncestor(const IndexType a, const IndexType b) const {
 /* Flags */
 
 void SceneGraph::setFlagRange(const Utils::BitSetView bits, const std::uint32_t first, const std::uint32_t last) {
+    /* Every dirty bit is set here (or by a rebuild of the block), so world transformations that
+       are up to date only change after the counter did */
+    ++_transformGeneration;
     bits.setRange(first, last);
 }
 

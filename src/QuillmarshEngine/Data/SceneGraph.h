@@ -332,6 +332,18 @@ class QUILLMARSH_EXPORT SceneGraph: public SparseArray {
         void computeAbsoluteTransformation(IndexType index);
 
         /**
+         * @brief Counter of transformation changes
+         *
+         * Changes whenever objects are marked dirty or changed (@ref setDirty(),
+         * @ref setChildrenDirty(), @ref setChanged(), new and appended objects) and when the
+         * block is rebuilt. While it stays the same, no world transformation that was up to date
+         * can have changed, so caches derived from world transformations stay valid; bits set
+         * directly through @ref dirtyBits() are not counted. Scene graphs start far apart
+         * (2^40 changes), so the values of two graphs do not meet in practice.
+         */
+        std::uint64_t transformGeneration() const { return _transformGeneration; }
+
+        /**
          * @brief Scaled dual-quaternion composition
          *
          * With @p parentScaling (1, 1, 1) under the fuzzy comparison of the class documentation,
@@ -483,6 +495,7 @@ class QUILLMARSH_EXPORT SceneGraph: public SparseArray {
         Utils::BitSet _deletedObjects;
         ComponentDeletedCallback _componentDeleted;
         ObjectsDeletedCallback _objectsDeleted;
+        std::uint64_t _transformGeneration;
         bool _active{};
 };
 

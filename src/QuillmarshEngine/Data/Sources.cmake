@@ -14,12 +14,23 @@ list(APPEND QuillmarshEngine_SRCS
     Data/MeshManager.cpp
     Data/ViewManager.cpp
     Data/ShadowsData.cpp
-    Data/LightManager.cpp)
+    Data/LightManager.cpp
+    Data/CollisionManager.cpp
+    Data/Implementation/ColliderSweep.cpp
+    Data/Implementation/CollisionReference.cpp)
+# The collision queries, their vector passes and the shape tests (Math/) must agree bit for bit,
+# so none may fuse a multiplication and an addition where another does not
+set_source_files_properties(Data/CollisionManager.cpp Data/Implementation/ColliderSweep.cpp
+    Data/Implementation/CollisionReference.cpp PROPERTIES COMPILE_OPTIONS "-ffp-contract=off")
 # The AVX2 sweep is compiled for AVX2 + FMA alone and only called where the processor has both
 if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|AMD64|amd64)$")
     list(APPEND QuillmarshEngine_SRCS
         Data/Implementation/TransformSweepAvx2.cpp)
     set_source_files_properties(Data/Implementation/TransformSweepAvx2.cpp PROPERTIES COMPILE_OPTIONS "-mavx2;-mfma")
+    # AVX2 without FMA, see above
+    list(APPEND QuillmarshEngine_SRCS
+        Data/Implementation/ColliderSweepAvx2.cpp)
+    set_source_files_properties(Data/Implementation/ColliderSweepAvx2.cpp PROPERTIES COMPILE_OPTIONS "-mavx2;-ffp-contract=off")
 endif()
 list(APPEND QuillmarshEngine_SRCS
     Data/AssetData.cpp
