@@ -21,5 +21,8 @@ list(APPEND QuillmarshEngine_SRCS
     Data/AssetData.cpp
     Data/AssetValidation.cpp
     Data/MeshData.cpp
+    Data/AnimationData.cpp
     # The shader enums of shader and material records
     Shaders/ShaderTypes.cpp)
+# Animation records are byte-identical across builds only without floating-point contraction
+set_source_files_properties(Data/AnimationData.cpp PROPERTIES COMPILE_OPTIONS "-ffp-contract=off")

@@ -5,3 +5,7 @@ find_package(meshoptimizer REQUIRED)
 list(APPEND QuillmarshEngine_LIBRARIES meshoptimizer::meshoptimizer)
 list(APPEND QuillmarshEngine_SRCS
     Tools/MeshFormat.cpp)
+# The animation tools compare interpolated keys; no contraction, so every build drops the same keys
+list(APPEND QuillmarshEngine_SRCS
+    Tools/AnimationTools.cpp)
+set_source_files_properties(Tools/AnimationTools.cpp PROPERTIES COMPILE_OPTIONS "-ffp-contract=off")
