@@ -22,6 +22,7 @@ list(APPEND QuillmarshEngine_SRCS
     Data/AssetValidation.cpp
     Data/MeshData.cpp
     Data/AnimationData.cpp
+    Data/AnimationManager.cpp
     # The shader enums of shader and material records
     Shaders/ShaderTypes.cpp)
 # Animation records are byte-identical across builds only without floating-point contraction
