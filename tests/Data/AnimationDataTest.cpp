@@ -350,6 +350,15 @@ TEST(AnimationDataTest, collidingTimesMerged) {
     EXPECT_LT(Animation::TestSupport::angleBetween(back.tracks[2].rotations[0].value, Quaternion::rotation(0.5f, Vector3::xAxis())), 0.0045);
     EXPECT_TRUE(view.animation());
 
+    /* Durations so small that times are subnormal floats still decode to valid channels */
+    RawAnimation tiny;
+    tiny.duration = std::numeric_limits<float>::denorm_min()*9.0f;
+    tiny.tracks.resize(1);
+    for(int i = 0; i != 10; ++i) tiny.tracks[0].rotations.push_back({std::numeric_limits<float>::denorm_min()*float(i), Quaternion{}});
+    const std::vector<char> tinyRecord = createAnimationData(tiny, {}, StringArrayView{}, true);
+    EXPECT_EQ(AnimationData{tinyRecord}.trackHeader(0).rotationCount, 10u);
+    EXPECT_TRUE(AnimationData{tinyRecord}.rawAnimation().Validate());
+
     /* Plain records keep every key */
     std::ostringstream none;
     Warning redirect{&none};

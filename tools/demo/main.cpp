@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "AnimationDemo.h"
 #include "QuillmarshEngine/Data/NameManager.h"
 #include "QuillmarshEngine/Data/SceneGraph.h"
 #include "QuillmarshEngine/Data/SparseLayer.h"
@@ -336,6 +337,9 @@ int main(int argc, char** argv) {
         failed += !ok;
         std::printf("  spinner %2u: angle %.4f rad, expected %.4f  %s\n", k, actual, expected, ok ? "ok" : "MISMATCH");
     }
+
+    /* An arm of its own scene, played from animation records */
+    failed += animationDemo(options.frames);
 
     /* The deepest object, the first and last created, and a few others, against the recursive
        computation in double precision at the last frame */

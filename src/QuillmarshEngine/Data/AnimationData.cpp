@@ -50,9 +50,12 @@ struct PackedTrack {
 
 /* Appends a key to a channel of codes. Codes grow with time; a key whose decoded time is not after
    the decoded time of the key before would make the decoded channel fail validation, so the later
-   key replaces it. Returns whether it did. */
+   key replaces it. Returns whether it did. Different codes decode to different times unless the
+   products with the duration become subnormal, so only equal codes or tiny durations need the
+   decoded times. */
 template<class Key> bool appendMerging(std::vector<Key>& keys, const Key& key, const float duration) {
-    if(!keys.empty() && !(AnimationData::unpackTime(key.time, duration) > AnimationData::unpackTime(keys.back().time, duration))) {
+    if(!keys.empty() && (key.time == keys.back().time || (duration < 1.0e-30f &&
+       !(AnimationData::unpackTime(key.time, duration) > AnimationData::unpackTime(keys.back().time, duration))))) {
         keys.back() = key;
         return true;
     }
@@ -61,6 +64,7 @@ template<class Key> bool appendMerging(std::vector<Key>& keys, const Key& key, c
 }
 
 template<class Key> bool packVectorChannel(const std::vector<Key>& keys, const float duration, std::vector<PackedVectorKey>& out, std::uint32_t& merged) {
+    out.reserve(keys.size());
     for(const Key& key: keys) {
         if(std::isnan(key.time)) return false;
         const PackedVectorKey packed{Math::packHalf(key.value.x()), Math::packHalf(key.value.y()), Math::packHalf(key.value.z()), AnimationData::packTime(key.time, duration)};
@@ -72,6 +76,7 @@ template<class Key> bool packVectorChannel(const std::vector<Key>& keys, const f
 bool packTrack(const Animation::Offline::JointTrack& track, const float duration, PackedTrack& out, std::uint32_t& merged) {
     if(!packVectorChannel(track.translations, duration, out.translations, merged) ||
        !packVectorChannel(track.scales, duration, out.scales, merged)) return false;
+    out.rotations.reserve(track.rotations.size());
     for(const Animation::Offline::RotationKey& key: track.rotations) {
         const std::optional<std::uint32_t> value = AnimationData::packRotation(key.value);
         if(!value || std::isnan(key.time)) return false;
