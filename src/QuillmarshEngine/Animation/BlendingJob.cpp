@@ -20,46 +20,39 @@ void weightsOf(const BlendingJob::Layer& layer, const std::size_t soa, Lanes& we
         weights[i] = layer.jointWeights.empty() ? layer.weight : layer.weight*std::max(0.0f, layer.jointWeights[soa][i]);
 }
 
-void scale(const float (&in)[4], const Lanes& w, float (&out)[4]) {
-    for(std::size_t i = 0; i != 4; ++i) out[i] = in[i]*w[i];
-}
-
-void accumulate(const float (&in)[4], const Lanes& w, float (&out)[4]) {
-    for(std::size_t i = 0; i != 4; ++i) out[i] = out[i] + in[i]*w[i];
+/* Calls f(in, out, weights) for the ten groups of four floats of a pose, the four of the rotation
+   with `rotationWeights` */
+template<class F> void forEachGroup(const SoaTransform& in, SoaTransform& out, const Lanes& weights, const Lanes& rotationWeights, F f) {
+    f(in.translation.x, out.translation.x, weights);
+    f(in.translation.y, out.translation.y, weights);
+    f(in.translation.z, out.translation.z, weights);
+    f(in.rotation.x, out.rotation.x, rotationWeights);
+    f(in.rotation.y, out.rotation.y, rotationWeights);
+    f(in.rotation.z, out.rotation.z, rotationWeights);
+    f(in.rotation.w, out.rotation.w, rotationWeights);
+    f(in.scale.x, out.scale.x, weights);
+    f(in.scale.y, out.scale.y, weights);
+    f(in.scale.z, out.scale.z, weights);
 }
 
 /* The first contributing pass sets the output */
 void blendFirst(const SoaTransform& in, const Lanes& w, SoaTransform& out) {
-    scale(in.translation.x, w, out.translation.x);
-    scale(in.translation.y, w, out.translation.y);
-    scale(in.translation.z, w, out.translation.z);
-    scale(in.rotation.x, w, out.rotation.x);
-    scale(in.rotation.y, w, out.rotation.y);
-    scale(in.rotation.z, w, out.rotation.z);
-    scale(in.rotation.w, w, out.rotation.w);
-    scale(in.scale.x, w, out.scale.x);
-    scale(in.scale.y, w, out.scale.y);
-    scale(in.scale.z, w, out.scale.z);
+    forEachGroup(in, out, w, w, [](const float (&a)[4], float (&o)[4], const Lanes& weights) {
+        for(std::size_t i = 0; i != 4; ++i) o[i] = a[i]*weights[i];
+    });
 }
 
 /* Later passes add, a rotation opposed to the sum so far negated first */
 void blendNext(const SoaTransform& in, const Lanes& w, SoaTransform& out) {
-    accumulate(in.translation.x, w, out.translation.x);
-    accumulate(in.translation.y, w, out.translation.y);
-    accumulate(in.translation.z, w, out.translation.z);
     Lanes rw;
     for(std::size_t i = 0; i != 4; ++i) {
         const float dot = out.rotation.x[i]*in.rotation.x[i] + out.rotation.y[i]*in.rotation.y[i] +
                           out.rotation.z[i]*in.rotation.z[i] + out.rotation.w[i]*in.rotation.w[i];
         rw[i] = dot < 0.0f ? -w[i] : w[i];
     }
-    accumulate(in.rotation.x, rw, out.rotation.x);
-    accumulate(in.rotation.y, rw, out.rotation.y);
-    accumulate(in.rotation.z, rw, out.rotation.z);
-    accumulate(in.rotation.w, rw, out.rotation.w);
-    accumulate(in.scale.x, w, out.scale.x);
-    accumulate(in.scale.y, w, out.scale.y);
-    accumulate(in.scale.z, w, out.scale.z);
+    forEachGroup(in, out, w, rw, [](const float (&a)[4], float (&o)[4], const Lanes& weights) {
+        for(std::size_t i = 0; i != 4; ++i) o[i] = o[i] + a[i]*weights[i];
+    });
 }
 
 void normalize(SoaTransform& out, const Lanes& total) {
