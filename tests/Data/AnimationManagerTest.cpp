@@ -393,6 +393,40 @@ TEST(AnimationManagerTest, cloneGrowAndDelete) {
     EXPECT_EQ(chain.graph.checkInvariants(), "");
 }
 
+TEST(AnimationManagerTest, appendSceneGraph) {
+    /* A scene with two objects of its own takes in the chain's scene */
+    Chain chain;
+    chain.animations.setSpeed(chain.component, 2.0f);
+    chain.animations.play(chain.component);
+    SceneGraph graph{16, 2, 16};
+    AnimationManager animations{2};
+    graph.setComponentManager(1, "animation", &animations);
+    graph.addObject(graph.addObject(Id{0}));
+    std::vector<Id> appended;
+    graph.append(chain.graph, [&](Id, Id id) { appended.push_back(id); });
+    ASSERT_EQ(appended.size(), 3u);
+    ASSERT_EQ(animations.size(), 1);
+    const Id component = animations.idOf(0);
+    EXPECT_EQ(animations.owner(0), Id{0});
+    EXPECT_EQ(animations.speed(component), 2.0f);
+    EXPECT_EQ(animations.state(component), AnimationState::Playing);
+    ASSERT_EQ(animations.targets(component).size(), 3u);
+    for(std::size_t i = 0; i != 3; ++i) EXPECT_EQ(animations.targets(component)[i], appended[i]) << i;
+
+    /* The appended component does nothing until the animation under its index is here */
+    graph.activate();
+    graph.computeAbsoluteTransformations();
+    animations.update(0.25);
+    EXPECT_FALSE(graph.isDirty(graph.indexOf(appended[2])));
+    animations.addAnimation(Animation::Offline::AnimationBuilder{}(chainAnimation()));
+    animations.setPlaybackTime(component, 0.75f);
+    animations.update(0.25);
+    EXPECT_EQ(animations.playbackTime(component), 1.25f);
+    const Animation::Transform pose = expected(animations.animation(0), 1.25f, 2);
+    EXPECT_EQ(graph.localScaling(graph.indexOf(appended[2])), pose.scale);
+    EXPECT_EQ(graph.localScaling(1), Vector3{1.0f});
+}
+
 TEST(AnimationManagerDeathTest, misuse) {
     Chain chain;
     AnimationManager& animations = chain.animations;

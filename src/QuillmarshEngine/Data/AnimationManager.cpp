@@ -70,9 +70,27 @@ void AnimationManager::layerCopy(const IndexType from, const IndexType to) {
 }
 
 void AnimationManager::layerAppend(const AnimationManager& other) {
+    /* Appending a scene graph puts the other graph's object at index i (but its root) at
+       i + offset here, where offset is the difference of the sizes once the objects are in; the
+       targets move with their objects, like the owners do */
+    const SceneGraph* const graph = sceneGraph();
+    const SceneGraph* const otherGraph = other.sceneGraph();
+    const std::uint32_t offset = graph && otherGraph && graph->size() >= otherGraph->size() ? graph->size() - otherGraph->size() : 0;
     const IndexType at = size();
-    for(IndexType k = 0; k != other.size(); ++k)
-        copyBinding(other._bindings[other.idOf(k)], _bindings[idOf(IndexType(at + k))]);
+    for(IndexType k = 0; k != other.size(); ++k) {
+        Binding& binding = _bindings[idOf(IndexType(at + k))];
+        copyBinding(other._bindings[other.idOf(k)], binding);
+        if(!graph || !otherGraph) continue;
+        for(Id& target: binding.targets) {
+            if(target == Id{NoTarget} || !otherGraph->isAlive(target)) {
+                target = Id{NoTarget};
+                continue;
+            }
+            const IndexType otherIndex = otherGraph->indexOf(target);
+            const std::uint32_t index = otherIndex ? otherIndex + offset : 0;
+            target = index < graph->size() ? graph->idOf(IndexType(index)) : Id{NoTarget};
+        }
+    }
 }
 
 void AnimationManager::layerDestroy(const IndexType index) {
@@ -160,9 +178,12 @@ std::span<const Id> AnimationManager::targets(const Id component) const {
     return _bindings[component].targets;
 }
 
+float AnimationManager::durationOf(const std::uint16_t animation) const {
+    return animation < _animations.size() ? _animations[animation]->duration() : 0.0f;
+}
+
 void AnimationManager::rewind(const IndexType index) {
-    const std::uint16_t animation = _layout.get<AnimationIndex>()[index];
-    const float duration = animation == NoAnimation ? 0.0f : _animations[animation]->duration();
+    const float duration = durationOf(_layout.get<AnimationIndex>()[index]);
     _layout.get<Time>()[index] = _layout.get<Speed>()[index] < 0.0f ? duration : 0.0f;
     _layout.get<CompletedLoops>()[index] = 0;
 }
@@ -215,9 +236,7 @@ std::uint16_t AnimationManager::completedLoops(const Id component) const {
 void AnimationManager::setPlaybackTime(const Id component, const float time) {
     const IndexType index = checkedIndex(component, "AnimationManager::setPlaybackTime()");
     QUILLMARSH_ASSERT(std::isfinite(time), "AnimationManager::setPlaybackTime(): expected a finite time, got" << time, );
-    const std::uint16_t animation = _layout.get<AnimationIndex>()[index];
-    const float duration = animation == NoAnimation ? 0.0f : _animations[animation]->duration();
-    _layout.get<Time>()[index] = std::clamp(time, 0.0f, duration);
+    _layout.get<Time>()[index] = std::clamp(time, 0.0f, durationOf(_layout.get<AnimationIndex>()[index]));
     _layout.get<PosePending>().view().set(index, true);
 }
 
@@ -230,7 +249,7 @@ void AnimationManager::crossFade(const Id component, const std::uint16_t animati
     requireAnimation(animation, "AnimationManager::crossFade()");
     QUILLMARSH_ASSERT(std::isfinite(startTime), "AnimationManager::crossFade(): expected a finite start time, got" << startTime, );
     const std::uint16_t current = _layout.get<AnimationIndex>()[index];
-    QUILLMARSH_ASSERT(current != NoAnimation, "AnimationManager::crossFade(): component" << component << "has no animation", );
+    QUILLMARSH_ASSERT(current < _animations.size(), "AnimationManager::crossFade(): component" << component << "has no animation", );
     const Animation::Animation& second = *_animations[animation];
     QUILLMARSH_ASSERT(second.numTracks() == _animations[current]->numTracks(),
         "AnimationManager::crossFade(): animation" << animation << "has" << second.numTracks() << "tracks, the component's animation" << _animations[current]->numTracks(), );
@@ -304,7 +323,7 @@ void AnimationManager::advance(const IndexType index, const float dt) {
     }
 
     const std::uint16_t second = _layout.get<BlendAnimation>()[index];
-    if(second != NoAnimation) {
+    if(second < _animations.size()) {
         const float secondDuration = _animations[second]->duration();
         float& blendTime = _layout.get<BlendTime>()[index];
         float wraps;
@@ -318,22 +337,25 @@ void AnimationManager::writePose(const IndexType index) {
     if(!soaTracks) return;
     Binding& binding = _bindings[idOf(index)];
 
-    const auto sample = [&](const Animation::Animation& animation, Animation::SamplingJob::Context& context, float time, std::vector<Animation::SoaTransform>& out) {
+    const auto sample = [&](const Animation::Animation& animation, std::unique_ptr<Animation::SamplingJob::Context>& context, float time, std::vector<Animation::SoaTransform>& out) {
+        /* Only a component appended from another manager, whose animation indices name other
+           animations here, can lack a context of the right size */
+        if(!context || context->maxTracks() < animation.numTracks()) [[unlikely]] ensureContext(context, animation);
         Animation::SamplingJob job;
         job.animation = &animation;
-        job.context = &context;
+        job.context = context.get();
         job.ratio = animation.duration() > 0.0f ? time/animation.duration() : 0.0f;
         job.output = {out.data(), soaTracks};
         QUILLMARSH_INTERNAL_ASSERT_OUTPUT(job.Run());
     };
 
     const std::uint16_t secondIndex = _layout.get<BlendAnimation>()[index];
-    const float weight = secondIndex == NoAnimation ? 0.0f : _layout.get<BlendWeight>()[index];
+    const float weight = secondIndex < _animations.size() ? _layout.get<BlendWeight>()[index] : 0.0f;
     const std::vector<Animation::SoaTransform>* pose = &_poses[0];
-    if(weight < 1.0f) sample(first, *binding.contexts[0], _layout.get<Time>()[index], _poses[0]);
+    if(weight < 1.0f) sample(first, binding.contexts[0], _layout.get<Time>()[index], _poses[0]);
     if(weight > 0.0f) {
         const Animation::Animation& second = *_animations[secondIndex];
-        sample(second, *binding.contexts[1], _layout.get<BlendTime>()[index], _poses[1]);
+        sample(second, binding.contexts[1], _layout.get<BlendTime>()[index], _poses[1]);
         pose = &_poses[1];
         if(weight < 1.0f) {
             const Animation::BlendingJob::Layer layers[2]{
@@ -362,7 +384,8 @@ void AnimationManager::writePose(const IndexType index) {
 }
 
 void AnimationManager::updateComponent(const IndexType index) {
-    if(_layout.get<AnimationIndex>()[index] == NoAnimation) return;
+    /* Unbound, or appended with an index this manager doesn't have */
+    if(_layout.get<AnimationIndex>()[index] >= _animations.size()) return;
     const Utils::BitSetView pending = _layout.get<PosePending>().view();
     bool write = pending[index];
     pending.set(index, false);

@@ -57,7 +57,10 @@ QUILLMARSH_EXPORT Debug& operator<<(Debug& debug, AnimationState value);
  * frame: contexts are made when a component is bound, scratch poses when an animation is added.
  *
  * Targets are object ids without generations: after deleting a target object, rebind the
- * component before its id is handed out again. The type name is "animation". Misuse (an unknown
+ * component before its id is handed out again. Cloning a component copies its targets; appending
+ * a scene graph (@ref SceneGraph::append()) maps them to the appended objects, as it maps the
+ * owners, and keeps the animation indices: add the same animations in the same order here; a
+ * component whose index names no animation does nothing. The type name is "animation". Misuse (an unknown
  * component or animation, mismatched track counts of a cross-fade, a non-finite speed or time)
  * prints the reason and aborts. Not thread-safe.
  */
@@ -253,6 +256,7 @@ class QUILLMARSH_EXPORT AnimationManager: public ComponentManager {
         void requireAnimation(std::uint16_t animation, const char* function) const;
         void copyBinding(const Binding& from, Binding& to) const;
         static void ensureContext(std::unique_ptr<Animation::SamplingJob::Context>& context, const Animation::Animation& animation);
+        float durationOf(std::uint16_t animation) const;
         void rewind(IndexType index);
         void advance(IndexType index, float dt);
         void writePose(IndexType index);
