@@ -21,7 +21,16 @@ list(APPEND QuillmarshEngine_SRCS
     Data/AssetData.cpp
     Data/AssetValidation.cpp
     Data/MeshData.cpp
+    # Record families of the asset format
+    Data/ShaderData.cpp
+    Data/PipelineData.cpp
+    Data/ImageData.cpp
+    Data/LanguageData.cpp
+    Data/LocaleData.cpp
+    Data/SkinData.cpp
+    Data/PhysXData.cpp
     Data/AnimationData.cpp
+    # Components that play animations
     Data/AnimationManager.cpp
     # The shader enums of shader and material records
     Shaders/ShaderTypes.cpp)

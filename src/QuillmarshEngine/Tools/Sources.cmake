@@ -9,3 +9,11 @@ list(APPEND QuillmarshEngine_SRCS
 list(APPEND QuillmarshEngine_SRCS
     Tools/AnimationTools.cpp)
 set_source_files_properties(Tools/AnimationTools.cpp PROPERTIES COMPILE_OPTIONS "-ffp-contract=off")
+
+# Hashes and signatures are libtomcrypt's, with libtommath as its big-number arithmetic. Both are
+# private dependencies of the shared library: no installed header includes theirs.
+find_package(PkgConfig REQUIRED)
+pkg_check_modules(QuillmarshTomcrypt REQUIRED IMPORTED_TARGET libtomcrypt libtommath)
+list(APPEND QuillmarshEngine_LIBRARIES PkgConfig::QuillmarshTomcrypt)
+list(APPEND QuillmarshEngine_SRCS
+    Tools/Cryptography.cpp)
