@@ -19,6 +19,9 @@
 #include "QuillmarshEngine/Math/DualQuaternion.h"
 #include "QuillmarshEngine/Math/Quaternion.h"
 #include "QuillmarshEngine/Math/Vector3.h"
+#include "RenderingPart.h"
+
+#include "InputTranslationDemo.h"
 
 using namespace QuillmarshEngine;
 
@@ -33,6 +36,8 @@ constexpr const char* Usage =
     "frame. A few objects' world positions are then checked against a recursive computation.\n"
     "Every object gets a name (name manager), and up to 16 extra objects spin about Y, driven by a\n"
     "manager of the host's own; both managers are updated every frame and checked at the end.\n"
+    "An XR rig of its own follows head and controller poses through the input manager, and its\n"
+    "label and menu texts switch from English to German halfway through the run.\n"
     "\n"
     "  --objects N   number of objects below the scene root, 1 to 65534\n"
     "  --frames N    number of frames to run, 1 to 1000000\n"
@@ -235,7 +240,8 @@ int main(int argc, char** argv) {
     const std::uint32_t count = options.objects;
     /* Plus a few spinning objects of the host's own manager, and a name for every object */
     const std::uint32_t Spinners = std::min<std::uint32_t>(16, (65534 - count)/2);
-    Data::SceneGraph graph{Data::SceneGraph::IndexType(count + 1 + Spinners), 2, std::uint16_t(count + 1 + 2*Spinners)};
+    const std::uint32_t renderingComponents = RenderingPart::components(65535 - (count + 1 + 2*Spinners));
+    Data::SceneGraph graph{Data::SceneGraph::IndexType(count + 1 + Spinners), 2 + RenderingPart::Managers, std::uint16_t(count + 1 + 2*Spinners + renderingComponents)};
     Data::NameManager names{Data::SceneGraph::IndexType(count + 1 + Spinners)};
     SpinManager spin{Data::SceneGraph::IndexType(Spinners)};
     graph.setComponentManager(0, "name", &names);
@@ -275,6 +281,7 @@ int main(int argc, char** argv) {
     }
     for(std::uint32_t i = 1; i <= count; ++i) names.setObjectName(ids[i], "object " + std::to_string(i));
     names.setObjectName(Data::Id{0}, "root");
+    RenderingPart rendering{graph, 2, ids, renderingComponents};
     graph.activate();
     graph.setDirty(0);
     graph.computeAbsoluteTransformations();
@@ -285,6 +292,7 @@ int main(int argc, char** argv) {
     for(std::uint32_t index = 0; index != graph.size(); ++index) recomputed += graph.isDirty(Data::SceneGraph::IndexType(index));
     graph.computeAbsoluteTransformations();
 
+    InputTranslationDemo xr{options.frames};
     std::vector<double> frameTimes, sweepTimes, managerTimes;
     frameTimes.reserve(options.frames);
     sweepTimes.reserve(options.frames);
@@ -304,6 +312,8 @@ int main(int argc, char** argv) {
         managerTimes.push_back(std::chrono::duration<double, std::micro>(sweepStart - managersStart).count());
         frameTimes.push_back(std::chrono::duration<double, std::micro>(end - start).count());
         sweepTimes.push_back(std::chrono::duration<double, std::micro>(end - sweepStart).count());
+        xr.frame(frame);
+        rendering.frame(1.0/60.0);
     }
 
     std::printf("\nQuillmarshEngine demo host\n");
@@ -338,6 +348,8 @@ int main(int argc, char** argv) {
         std::printf("  spinner %2u: angle %.4f rad, expected %.4f  %s\n", k, actual, expected, ok ? "ok" : "MISMATCH");
     }
 
+    failed += xr.report();
+    failed += rendering.report();
     /* An arm of its own scene, played from animation records */
     failed += animationDemo(options.frames);
 

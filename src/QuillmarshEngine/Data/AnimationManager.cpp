@@ -129,12 +129,6 @@ void AnimationManager::requireAnimation(const std::uint16_t animation, const cha
         function << Debug::nospace << ": animation" << animation << "out of range for" << _animations.size() << "animations", );
 }
 
-AnimationManager::IndexType AnimationManager::checkedIndex(const Id component, const char* const function) const {
-    QUILLMARSH_ASSERT(IndexType(component) < capacity() && indexOf(component) < size() && idOf(indexOf(component)) == component,
-        function << Debug::nospace << ": component" << component << "is not alive", {});
-    return indexOf(component);
-}
-
 void AnimationManager::ensureContext(std::unique_ptr<Animation::SamplingJob::Context>& context, const Animation::Animation& animation) {
     if(!context) context.reset(new Animation::SamplingJob::Context{animation.numTracks()});
     else if(context->maxTracks() < animation.numTracks()) context->resize(animation.numTracks());
@@ -154,7 +148,7 @@ Id AnimationManager::addAnimationComponent(const Id object, const AnimationTarge
 }
 
 void AnimationManager::setAnimation(const Id component, const std::uint16_t animation, const std::span<const Id> targets) {
-    const IndexType index = checkedIndex(component, "AnimationManager::setAnimation()");
+    const IndexType index = aliveIndex(component, "AnimationManager::setAnimation()");
     requireAnimation(animation, "AnimationManager::setAnimation()");
     Binding& binding = _bindings[component];
     binding.targets.assign(targets.begin(), targets.end());
@@ -170,11 +164,11 @@ void AnimationManager::setAnimation(const Id component, const std::uint16_t anim
 }
 
 std::uint16_t AnimationManager::componentAnimation(const Id component) const {
-    return _layout.get<AnimationIndex>()[checkedIndex(component, "AnimationManager::componentAnimation()")];
+    return _layout.get<AnimationIndex>()[aliveIndex(component, "AnimationManager::componentAnimation()")];
 }
 
 std::span<const Id> AnimationManager::targets(const Id component) const {
-    checkedIndex(component, "AnimationManager::targets()");
+    aliveIndex(component, "AnimationManager::targets()");
     return _bindings[component].targets;
 }
 
@@ -189,63 +183,63 @@ void AnimationManager::rewind(const IndexType index) {
 }
 
 void AnimationManager::play(const Id component) {
-    const IndexType index = checkedIndex(component, "AnimationManager::play()");
+    const IndexType index = aliveIndex(component, "AnimationManager::play()");
     AnimationState& state = _layout.get<State>()[index];
     if(state == AnimationState::Finished) rewind(index);
     state = AnimationState::Playing;
 }
 
 void AnimationManager::pause(const Id component) {
-    const IndexType index = checkedIndex(component, "AnimationManager::pause()");
+    const IndexType index = aliveIndex(component, "AnimationManager::pause()");
     AnimationState& state = _layout.get<State>()[index];
     if(state == AnimationState::Playing) state = AnimationState::Paused;
 }
 
 void AnimationManager::stop(const Id component) {
-    const IndexType index = checkedIndex(component, "AnimationManager::stop()");
+    const IndexType index = aliveIndex(component, "AnimationManager::stop()");
     _layout.get<State>()[index] = AnimationState::Stopped;
     rewind(index);
 }
 
 AnimationState AnimationManager::state(const Id component) const {
-    return _layout.get<State>()[checkedIndex(component, "AnimationManager::state()")];
+    return _layout.get<State>()[aliveIndex(component, "AnimationManager::state()")];
 }
 
 void AnimationManager::setSpeed(const Id component, const float speed) {
-    const IndexType index = checkedIndex(component, "AnimationManager::setSpeed()");
+    const IndexType index = aliveIndex(component, "AnimationManager::setSpeed()");
     QUILLMARSH_ASSERT(std::isfinite(speed), "AnimationManager::setSpeed(): expected a finite speed, got" << speed, );
     _layout.get<Speed>()[index] = speed;
 }
 
 float AnimationManager::speed(const Id component) const {
-    return _layout.get<Speed>()[checkedIndex(component, "AnimationManager::speed()")];
+    return _layout.get<Speed>()[aliveIndex(component, "AnimationManager::speed()")];
 }
 
 void AnimationManager::setLoopCount(const Id component, const std::uint16_t count) {
-    _layout.get<LoopCount>()[checkedIndex(component, "AnimationManager::setLoopCount()")] = count;
+    _layout.get<LoopCount>()[aliveIndex(component, "AnimationManager::setLoopCount()")] = count;
 }
 
 std::uint16_t AnimationManager::loopCount(const Id component) const {
-    return _layout.get<LoopCount>()[checkedIndex(component, "AnimationManager::loopCount()")];
+    return _layout.get<LoopCount>()[aliveIndex(component, "AnimationManager::loopCount()")];
 }
 
 std::uint16_t AnimationManager::completedLoops(const Id component) const {
-    return _layout.get<CompletedLoops>()[checkedIndex(component, "AnimationManager::completedLoops()")];
+    return _layout.get<CompletedLoops>()[aliveIndex(component, "AnimationManager::completedLoops()")];
 }
 
 void AnimationManager::setPlaybackTime(const Id component, const float time) {
-    const IndexType index = checkedIndex(component, "AnimationManager::setPlaybackTime()");
+    const IndexType index = aliveIndex(component, "AnimationManager::setPlaybackTime()");
     QUILLMARSH_ASSERT(std::isfinite(time), "AnimationManager::setPlaybackTime(): expected a finite time, got" << time, );
     _layout.get<Time>()[index] = std::clamp(time, 0.0f, durationOf(_layout.get<AnimationIndex>()[index]));
     _layout.get<PosePending>().view().set(index, true);
 }
 
 float AnimationManager::playbackTime(const Id component) const {
-    return _layout.get<Time>()[checkedIndex(component, "AnimationManager::playbackTime()")];
+    return _layout.get<Time>()[aliveIndex(component, "AnimationManager::playbackTime()")];
 }
 
 void AnimationManager::crossFade(const Id component, const std::uint16_t animation, const float startTime) {
-    const IndexType index = checkedIndex(component, "AnimationManager::crossFade()");
+    const IndexType index = aliveIndex(component, "AnimationManager::crossFade()");
     requireAnimation(animation, "AnimationManager::crossFade()");
     QUILLMARSH_ASSERT(std::isfinite(startTime), "AnimationManager::crossFade(): expected a finite start time, got" << startTime, );
     const std::uint16_t current = _layout.get<AnimationIndex>()[index];
@@ -262,26 +256,26 @@ void AnimationManager::crossFade(const Id component, const std::uint16_t animati
 }
 
 void AnimationManager::setBlendWeight(const Id component, const float weight) {
-    const IndexType index = checkedIndex(component, "AnimationManager::setBlendWeight()");
+    const IndexType index = aliveIndex(component, "AnimationManager::setBlendWeight()");
     QUILLMARSH_ASSERT(std::isfinite(weight), "AnimationManager::setBlendWeight(): expected a finite weight, got" << weight, );
     _layout.get<BlendWeight>()[index] = std::clamp(weight, 0.0f, 1.0f);
     _layout.get<PosePending>().view().set(index, true);
 }
 
 float AnimationManager::blendWeight(const Id component) const {
-    return _layout.get<BlendWeight>()[checkedIndex(component, "AnimationManager::blendWeight()")];
+    return _layout.get<BlendWeight>()[aliveIndex(component, "AnimationManager::blendWeight()")];
 }
 
 std::uint16_t AnimationManager::blendAnimation(const Id component) const {
-    return _layout.get<BlendAnimation>()[checkedIndex(component, "AnimationManager::blendAnimation()")];
+    return _layout.get<BlendAnimation>()[aliveIndex(component, "AnimationManager::blendAnimation()")];
 }
 
 float AnimationManager::blendTime(const Id component) const {
-    return _layout.get<BlendTime>()[checkedIndex(component, "AnimationManager::blendTime()")];
+    return _layout.get<BlendTime>()[aliveIndex(component, "AnimationManager::blendTime()")];
 }
 
 void AnimationManager::finishCrossFade(const Id component) {
-    const IndexType index = checkedIndex(component, "AnimationManager::finishCrossFade()");
+    const IndexType index = aliveIndex(component, "AnimationManager::finishCrossFade()");
     std::uint16_t& second = _layout.get<BlendAnimation>()[index];
     if(second == NoAnimation) return;
     _layout.get<AnimationIndex>()[index] = second;
@@ -295,7 +289,7 @@ void AnimationManager::finishCrossFade(const Id component) {
 }
 
 void AnimationManager::cancelCrossFade(const Id component) {
-    const IndexType index = checkedIndex(component, "AnimationManager::cancelCrossFade()");
+    const IndexType index = aliveIndex(component, "AnimationManager::cancelCrossFade()");
     _layout.get<BlendAnimation>()[index] = NoAnimation;
     _layout.get<BlendWeight>()[index] = 0.0f;
     _layout.get<PosePending>().view().set(index, true);

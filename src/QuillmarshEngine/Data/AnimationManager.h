@@ -252,7 +252,6 @@ class QUILLMARSH_EXPORT AnimationManager: public ComponentManager {
             std::unique_ptr<Animation::SamplingJob::Context> contexts[2];
         };
 
-        IndexType checkedIndex(Id component, const char* function) const;
         void requireAnimation(std::uint16_t animation, const char* function) const;
         void copyBinding(const Binding& from, Binding& to) const;
         static void ensureContext(std::unique_ptr<Animation::SamplingJob::Context>& context, const Animation::Animation& animation);
