@@ -3,6 +3,7 @@
    sources processed in turn by one preprocessor. Views into the fuzzer's buffer are exactly
    sized, so any read past a source's end is reported. */
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -34,7 +35,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         if(owned) preprocessor << std::string{source};
         else preprocessor << source;
         reference.processReference(source);
-        if(reference.isValid() != preprocessor.isValid() || reference.output() != preprocessor.output())
+        if(reference.isValid() != preprocessor.isValid() || reference.output() != preprocessor.output() || reference.errorLine() != preprocessor.errorLine())
+            __builtin_trap();
+        /* An error has a line inside the source */
+        if(!preprocessor.isValid() && wasValid && (preprocessor.errorLine() == 0 || preprocessor.errorLine() > 1 + std::size_t(std::count(source.begin(), source.end(), '\n'))))
             __builtin_trap();
 
         /* Without expansion text is only ever dropped, never added */

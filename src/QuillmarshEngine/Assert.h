@@ -58,6 +58,33 @@ QUILLMARSH_EXPORT std::string_view sourcePath(const char* file);
     } while(false)
 
 /**
+ * @brief Whether @ref QUILLMARSH_DEBUG_ASSERT checks
+ *
+ * 1 in debug builds (no `NDEBUG`) and in builds that define `QUILLMARSHENGINE_DEBUG_CHECKS`
+ * (the sanitizer builds do), 0 otherwise.
+ */
+#if !defined(NDEBUG) || defined(QUILLMARSHENGINE_DEBUG_CHECKS)
+#define QUILLMARSH_DEBUG_ASSERTS_ENABLED 1
+#else
+#define QUILLMARSH_DEBUG_ASSERTS_ENABLED 0
+#endif
+
+/**
+ * @brief Assert a precondition of the caller in checked builds only
+ *
+ * For the index accessors on hot paths, which stay unchecked in release builds: with
+ * @ref QUILLMARSH_DEBUG_ASSERTS_ENABLED the same as @ref QUILLMARSH_ASSERT, otherwise nothing
+ * is evaluated.
+ */
+#if QUILLMARSH_DEBUG_ASSERTS_ENABLED
+#define QUILLMARSH_DEBUG_ASSERT(condition, message, returnValue)            \
+    QUILLMARSH_ASSERT(condition, message, returnValue)
+#else
+#define QUILLMARSH_DEBUG_ASSERT(condition, message, returnValue)            \
+    do {} while(false)
+#endif
+
+/**
  * @brief Abort with a caller-misuse message unconditionally
  */
 #define QUILLMARSH_ASSERT_UNREACHABLE(message, returnValue)                 \

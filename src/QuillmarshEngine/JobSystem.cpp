@@ -537,6 +537,16 @@ int JobSystem::queuedJobCount() const { return _state->queuedJobs.load() + _stat
 
 int JobSystem::queuedNonMainJobCount() const { return _state->queuedJobs.load(); }
 
+std::int32_t JobSystem::head() const {
+    std::lock_guard<RingMutex> lock{_state->jobsMutex};
+    return _head;
+}
+
+std::int32_t JobSystem::count() const {
+    std::lock_guard<RingMutex> lock{_state->jobsMutex};
+    return _count;
+}
+
 bool JobSystem::idle() const { return _state->activeJobs.load() == 0; }
 
 bool JobSystem::pump() {

@@ -121,16 +121,16 @@ class QUILLMARSH_EXPORT JobSystem {
         void start();
 
         /** @brief Whether threads are supported; always true */
-        static bool threadsSupported();
+        [[nodiscard]] static bool threadsSupported();
 
         /** @brief Number of workers, the main thread included */
-        int workerCount() const;
+        [[nodiscard]] int workerCount() const;
 
         /** @brief Worker id of the calling thread: 1..N on worker threads, 0 elsewhere */
-        static int workerId();
+        [[nodiscard]] static int workerId();
 
         /** @brief Id of the job the calling thread executes, -1 outside a job */
-        static int currentJobId();
+        [[nodiscard]] static int currentJobId();
 
         /**
          * @brief Queue a job
@@ -171,7 +171,7 @@ class QUILLMARSH_EXPORT JobSystem {
          *
          * Negative, out-of-range and retired ids are invalid.
          */
-        bool isIndexValid(int id) const;
+        [[nodiscard]] bool isIndexValid(int id) const;
 
         /**
          * @brief One scheduling step
@@ -219,13 +219,31 @@ class QUILLMARSH_EXPORT JobSystem {
         void cancelAll();
 
         /** @brief Jobs executing now */
-        int runningJobCount() const;
+        [[nodiscard]] int runningJobCount() const;
         /** @brief Jobs queued, main-thread ones included */
-        int queuedJobCount() const;
+        [[nodiscard]] int queuedJobCount() const;
         /** @brief Queued jobs a worker thread may take */
-        int queuedNonMainJobCount() const;
+        [[nodiscard]] int queuedNonMainJobCount() const;
         /** @brief Whether nothing is queued and nothing running */
-        bool idle() const;
+        [[nodiscard]] bool idle() const;
+
+        /**
+         * @brief Ring position of the oldest occupied entry, 0..4095
+         *
+         * Read under the ring lock, so the value is consistent with @ref count() read right
+         * after it only while no other thread dispatches or pumps. Not for code that holds the
+         * ring lock (it would wait for itself); not lock-free.
+         */
+        [[nodiscard]] std::int32_t head() const;
+
+        /**
+         * @brief Number of occupied ring entries, 0..4095
+         *
+         * Occupied entries are the positions head, head + 1, ... modulo 4096: queued, running
+         * and finished jobs not yet retired by @ref update(). Read under the ring lock, like
+         * @ref head().
+         */
+        [[nodiscard]] std::int32_t count() const;
 
         /**
          * @brief Run jobs until the system is idle
@@ -254,7 +272,7 @@ class QUILLMARSH_EXPORT JobSystem {
         void waitForTermination(int id);
 
         /** @brief State bits of slot @p id; expects @p id in 0..4095 */
-        JobFlags jobFlags(int id) const;
+        [[nodiscard]] JobFlags jobFlags(int id) const;
 
     private:
         struct State;

@@ -42,6 +42,8 @@ TEST(JobSystemTest, ringFullAndReusedAfterUpdate) {
     for(int i = 0; i != JobSystem::MaxInFlight; ++i)
         ASSERT_EQ(jobs.dispatch([] {}), i);
     EXPECT_EQ(jobs.queuedJobCount(), 4095);
+    EXPECT_EQ(jobs.head(), 0);
+    EXPECT_EQ(jobs.count(), 4095);
 
     /* The 4096th is refused and the callable stays with the caller */
     auto owned = std::make_shared<int>();
@@ -59,15 +61,21 @@ TEST(JobSystemTest, ringFullAndReusedAfterUpdate) {
     EXPECT_TRUE(jobs.isIndexValid(4031));
     EXPECT_TRUE(jobs.isIndexValid(4094));
     EXPECT_EQ(jobs.jobFlags(4094), Done);
+    EXPECT_EQ(jobs.head(), 4031);
+    EXPECT_EQ(jobs.count(), 64);
 
     /* Dispatching works again, wrapping past 4095 to 0 */
     EXPECT_EQ(jobs.dispatchFunc(std::move(job)), 4095);
     EXPECT_FALSE(job);
     EXPECT_EQ(jobs.dispatch([] {}), 0);
     EXPECT_TRUE(jobs.isIndexValid(0));
+    /* The occupied entries run from the head past 4095 to 0 */
+    EXPECT_EQ(jobs.head(), 4031);
+    EXPECT_EQ(jobs.count(), 66);
     for(int i = 1; i != 4095 - 64 - 1; ++i)
         ASSERT_EQ(jobs.dispatch([] {}), i);
     EXPECT_EQ(jobs.dispatch([] {}), -1);
+    EXPECT_EQ(jobs.count(), 4095);
     jobs.waitForIdle();
     /* The finished callables were destroyed */
     EXPECT_EQ(owned.use_count(), 1);
@@ -96,6 +104,7 @@ TEST(JobSystemTest, noRetirementUpTo64Entries) {
     jobs.waitForIdle();
     for(int i = 0; i != 10; ++i) jobs.update();
     for(int i = 0; i != 64; ++i) ASSERT_TRUE(jobs.isIndexValid(i)) << i;
+    EXPECT_EQ(jobs.count(), 64);
 
     /* The 65th entry lets exactly the oldest one go */
     jobs.dispatch([] {});
@@ -104,6 +113,8 @@ TEST(JobSystemTest, noRetirementUpTo64Entries) {
     EXPECT_FALSE(jobs.isIndexValid(0));
     EXPECT_TRUE(jobs.isIndexValid(1));
     EXPECT_TRUE(jobs.isIndexValid(64));
+    EXPECT_EQ(jobs.head(), 1);
+    EXPECT_EQ(jobs.count(), 64);
 }
 
 TEST(JobSystemTest, dependencies) {
@@ -430,7 +441,7 @@ TEST(JobSystemDeathTest, contracts) {
     JobSystem jobs{1, false};
     EXPECT_DEATH(jobs.updateUntilTerminated(-1), "^JobSystem::updateUntilTerminated\\(\\): invalid job id -1\n$");
     EXPECT_DEATH(jobs.waitForTermination(4096), "^JobSystem::waitForTermination\\(\\): invalid job id 4096\n$");
-    EXPECT_DEATH(jobs.jobFlags(-5), "^JobSystem::jobFlags\\(\\): invalid job id -5\n$");
+    EXPECT_DEATH(static_cast<void>(jobs.jobFlags(-5)), "^JobSystem::jobFlags\\(\\): invalid job id -5\n$");
 }
 
 }}

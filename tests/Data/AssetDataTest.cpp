@@ -198,7 +198,7 @@ TEST(AssetDataDeathTest, wrongType) {
     std::vector<char> out;
     AssetChunk::create(Magic::Font, std::vector<std::span<const char>>{"0123456789abcdef"sv}, out);
     EXPECT_DEATH(updateHeaderData(out), "^AssetChunkView::as\\(\\): Chunk is not of given type\n$");
-    EXPECT_DEATH(AssetChunkView{out}.as<AssetHeader>(), "^AssetChunkView::as\\(\\): Chunk is not of given type\n$");
+    EXPECT_DEATH(static_cast<void>(AssetChunkView{out}.as<AssetHeader>()), "^AssetChunkView::as\\(\\): Chunk is not of given type\n$");
 }
 
 TEST(AssetDataDeathTest, headerUpdateOutsideData) {

@@ -2,6 +2,7 @@
 
 #include <cstring>
 #include <fstream>
+#include <limits>
 #include <random>
 #include <sstream>
 
@@ -22,12 +23,12 @@ void append(std::vector<char>& out, Magic magic, const std::vector<char>& record
     AssetChunk::create(magic, pieces, out);
 }
 
-Trade::MeshData sampleMesh() {
+Trade::MeshData sampleMesh(std::uint32_t lastIndex = 2) {
     std::vector<char> vertexData(3*12);
     const float positions[]{0, 0, 0, 1, 0, 0, 0, 1, 0};
     std::memcpy(vertexData.data(), positions, sizeof(positions));
     std::vector<char> indexData(12);
-    const std::uint32_t indices[]{0, 1, 2};
+    const std::uint32_t indices[]{0, 1, lastIndex};
     std::memcpy(indexData.data(), indices, 12);
     std::vector<Trade::MeshAttributeData> attributes;
     attributes.emplace_back(Trade::MeshAttribute::Position, Trade::VertexFormat::Vector3, 0, 3, 12);
@@ -262,6 +263,76 @@ TEST(AssetValidationTest, meshFaults) {
     EXPECT_EQ(validate(patched(96, 0xfff4)), "offset 100: attribute 0 spans bytes -24 to 12 outside the 36 bytes of vertex data");
     EXPECT_EQ(validate(patched(96, 0x1000c)), "offset 98: attribute 0 can't be an array");
     EXPECT_EQ(validate(patched(88, 0x1ff0000)), "offset 88: attribute 0 has an invalid name 0");
+
+    /* What would make a renderer read past the vertices or draw garbage: indices at 140 */
+    EXPECT_EQ(validate(patched(148, 65535)), "offset 148: index 2 of value 65535 points past the 3 vertices");
+    EXPECT_EQ(validate(patched(140, 3)), "offset 140: index 0 of value 3 points past the 3 vertices");
+    /* The bounding sphere at 68: center, then radius */
+    EXPECT_EQ(validate(patched(68, 0x7fc00000)), "offset 68: mesh bounding sphere is not finite");
+    EXPECT_EQ(validate(patched(76, 0xff800000)), "offset 68: mesh bounding sphere is not finite");
+    EXPECT_EQ(validate(patched(80, 0x7f800000)), "offset 68: mesh bounding sphere is not finite");
+    EXPECT_EQ(validate(patched(80, 0xbf800000)), "offset 68: mesh bounding sphere is not finite");
+}
+
+TEST(AssetValidationTest, compressedIndicesAreCheckedWhenDecoded) {
+    /* The validating reader can't see compressed indices; decompressing refuses them */
+    const Trade::MeshData mesh = sampleMesh(7);
+    std::vector<char> file;
+    appendHeaderData(file);
+    Tools::createMeshChunk(mesh, {}, Tools::compressMeshIndexData(mesh), {}, file);
+    updateHeaderData(file);
+    const Utils::Result<std::vector<AssetChunkEntry>> chunks = validateAssetData(file);
+    ASSERT_TRUE(chunks) << chunks.error();
+    const AssetChunkView view{std::span<const char>{file}.subspan(std::size_t((*chunks)[1].offset))};
+    const Utils::Result<Trade::MeshData> decoded = Tools::decompressMesh(view.as<MeshData>());
+    ASSERT_FALSE(decoded);
+    EXPECT_EQ(decoded.error(), "index 2 of value 7 points past the 3 vertices");
+}
+
+TEST(AssetValidationTest, transformsAndScalingsAreFinite) {
+    const auto fileWith = [](Magic magic, const std::vector<char>& record) {
+        std::vector<char> out;
+        appendHeaderData(out);
+        append(out, magic, record);
+        updateHeaderData(out);
+        return out;
+    };
+    const float nan = std::numeric_limits<float>::quiet_NaN();
+    const float inf = std::numeric_limits<float>::infinity();
+    Draw draw{};
+    draw.transformation[7] = nan;
+    EXPECT_EQ(validate(fileWith(Magic::Draw, createDrawData(draw))), "offset 72: draw transformation is not finite");
+    draw = Draw{};
+    draw.boundingSphere[3] = inf;
+    EXPECT_EQ(validate(fileWith(Magic::Draw, createDrawData(draw))), "offset 56: draw bounding sphere is not finite");
+    draw = Draw{};
+    draw.scaling[0] = -inf;
+    EXPECT_EQ(validate(fileWith(Magic::Draw, createDrawData(draw))), "offset 108: draw scaling is not finite");
+    EXPECT_EQ(validate(fileWith(Magic::Draw, std::vector<char>(80))), "offset 32: draw record of 80 bytes, expected at least 88");
+
+    DualQuaternion transforms[2]{};
+    Vector3 scalings[2]{Vector3{1.0f}, Vector3{1.0f}};
+    const Id joints[2]{};
+    EXPECT_EQ(validate(fileWith(Magic::Skin, createSkinData(transforms, scalings, joints))), "");
+    scalings[1] = Vector3{1.0f, nan, 1.0f};
+    EXPECT_EQ(validate(fileWith(Magic::Skin, createSkinData(transforms, scalings, joints))), "offset 100: skin joint scalings are not finite");
+    scalings[1] = Vector3{1.0f};
+    transforms[1] = DualQuaternion{Quaternion{{inf, 0.0f, 0.0f}, 1.0f}, Quaternion{}};
+    EXPECT_EQ(validate(fileWith(Magic::Skin, createSkinData(transforms, scalings, joints))), "offset 36: skin joint transformations are not finite");
+}
+
+TEST(AssetValidationTest, unknownTagIsAWarning) {
+    std::vector<char> file;
+    appendHeaderData(file);
+    append(file, Magic(0x7a454d51u), std::vector<char>(4, 'z'));
+    append(file, Magic::Font, std::vector<char>(4, 'f'));
+    updateHeaderData(file);
+    std::ostringstream warnings;
+    Warning redirect{&warnings};
+    const Utils::Result<std::vector<AssetChunkEntry>> result = validateAssetData(file);
+    ASSERT_TRUE(result) << result.error();
+    EXPECT_EQ(result->size(), 3u);
+    EXPECT_EQ(warnings.str(), "validateAssetData(): offset 24: unknown chunk tag Magic(QMEz), not checked\n");
 }
 
 /* Animation records: two tracks with an odd number of rotations, events with an empty name */

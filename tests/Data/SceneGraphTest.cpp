@@ -13,6 +13,7 @@
 #include "QuillmarshEngine/Data/SceneGraph.h"
 #include "QuillmarshEngine/Data/SparseLayer.h"
 #include "QuillmarshEngine/Debug.h"
+#include "../AllocationCounter.h"
 
 namespace QuillmarshEngine { namespace Data { namespace {
 
@@ -155,9 +156,11 @@ TEST(SceneGraphTest, construct) {
         EXPECT_EQ(tail[2], 7);
         EXPECT_EQ(tail[3], 0);
         EXPECT_EQ(g.headerSize(), 24u);
-        /* Identity everywhere, unit scalings */
-        EXPECT_TRUE(worldMatches(g, 5, Rts{{0, 0, 0, 1}, {0, 0, 0}, {1, 1, 1}}));
-        EXPECT_EQ(fromV(g.localScaling(9)).z, 1.0f);
+        /* Identity everywhere, unit scalings; free slots are read through the columns, the
+           index accessors expect live objects */
+        EXPECT_EQ(std::memcmp(&g.worldTransformations()[5], &g.worldTransformation(0), sizeof(DualQuaternion)), 0);
+        EXPECT_TRUE(worldMatches(g, 0, Rts{{0, 0, 0, 1}, {0, 0, 0}, {1, 1, 1}}));
+        EXPECT_EQ(fromV(g.localScalings()[9]).z, 1.0f);
 
         SceneGraph one{1, 0, 0};
         EXPECT_EQ(one.capacity(), 1);
@@ -198,6 +201,20 @@ TEST(SceneGraphTest, addObjectKeepsPreOrder) {
     EXPECT_FALSE(g.isAncestor(a11, a11));
     EXPECT_FALSE(g.isAncestor(a1, a2));
     for(IndexType k = 1; k != g.size(); ++k) EXPECT_TRUE(g.isAncestor(IndexType(0), k));
+}
+
+TEST(SceneGraphTest, isParentReadsTheParentField) {
+    Quiet quiet;
+    SceneGraph g{4, 0, 0};
+    const Id a = g.addObject(0);
+    const Id a1 = g.addObject(a);
+    /* The root's parent field is 0, so the root is its own parent by this test */
+    EXPECT_TRUE(g.isParent(Id(0), Id(0)));
+    EXPECT_TRUE(g.isParent(IndexType(0), IndexType(0)));
+    EXPECT_TRUE(g.isParent(Id(0), a));
+    EXPECT_FALSE(g.isParent(a, Id(0)));
+    EXPECT_FALSE(g.isParent(Id(0), a1));
+    EXPECT_TRUE(g.isParent(a, a1));
 }
 
 TEST(SceneGraphTest, addObjectUnsafeInPreOrder) {
@@ -511,6 +528,72 @@ TEST(SceneGraphTest, transformations) {
     g.copyObjectTransform(c, d);
     EXPECT_EQ(std::memcmp(&g.localTransformation(g.indexOf(d)), &g.localTransformation(g.indexOf(c)), sizeof(DualQuaternion)), 0);
     EXPECT_EQ(fromV(g.localScaling(g.indexOf(d))).y, 3.0f);
+}
+
+TEST(SceneGraphTest, computeOneObjectPastEarlierSiblings) {
+    Quiet quiet;
+    SceneGraph g{16, 0, 0};
+    /* root - a - a1 - a11, a12
+                - a2 - a21
+                - a3 - a31 - a311 */
+    const Id a = g.addObject(0);
+    const Id a1 = g.addObject(a), a11 = g.addObject(a1), a12 = g.addObject(a1);
+    const Id a2 = g.addObject(a), a21 = g.addObject(a2);
+    const Id a3 = g.addObject(a), a31 = g.addObject(a3), a311 = g.addObject(a31);
+    std::uint16_t n = 1;
+    for(const Id id: {a, a1, a11, a12, a2, a21, a3, a31, a311}) {
+        g.setLocalTransformation(g.indexOf(id), toDq(axisAngle(1, float(n), 0, 0.2f*n), {float(n), 1, -float(n)}));
+        g.setLocalScaling(g.indexOf(id), Vector3{1.0f + 0.1f*n, 1, 2});
+        ++n;
+    }
+    g.setDirty(g.indexOf(a));
+
+    /* The expected worlds from a whole sweep over a copy */
+    std::vector<char> bytes(g.data().begin(), g.data().end());
+    SceneGraph reference{std::move(bytes)};
+    reference.computeAbsoluteTransformations();
+
+    /* The way down from a to a311 steps over the subtrees of a1 and a2; then a is clean, and
+       the chain of a21 starts at a2 */
+    const std::size_t before = QuillmarshEngine::Test::allocationCount();
+    g.computeAbsoluteTransformation(g.indexOf(a311));
+    EXPECT_TRUE(g.isDirty(g.indexOf(a2)));
+    g.computeAbsoluteTransformation(g.indexOf(a21));
+    EXPECT_EQ(QuillmarshEngine::Test::allocationCount() - before, 0u);
+    for(const Id id: {a, a2, a21, a3, a31, a311}) {
+        EXPECT_FALSE(g.isDirty(g.indexOf(id))) << id;
+        float got[11], want[11];
+        std::memcpy(got, &g.worldTransformation(g.indexOf(id)), 32);
+        std::memcpy(got + 8, &g.worldScaling(g.indexOf(id)), 12);
+        std::memcpy(want, &reference.worldTransformation(reference.indexOf(id)), 32);
+        std::memcpy(want + 8, &reference.worldScaling(reference.indexOf(id)), 12);
+        for(int k = 0; k != 11; ++k) EXPECT_TRUE(near(got[k], want[k], 1e-5f)) << id << " " << k;
+    }
+    for(const Id id: {a1, a11, a12}) EXPECT_TRUE(g.isDirty(g.indexOf(id))) << id;
+}
+
+TEST(SceneGraphTest, growthStopsAtTheLimit) {
+    Quiet quiet;
+    SceneGraph g{65500, 1, 1};
+    while(g.size() != g.capacity()) g.addObjectUnsafe(0);
+    /* Less than 64 objects are left below the limit: growth takes what is left */
+    std::ostringstream warnings;
+    {
+        Warning redirect{&warnings};
+        g.addObject(0);
+    }
+    EXPECT_EQ(warnings.str(), "SceneGraph::addObject(): on the fly allocation was required\n");
+    EXPECT_EQ(g.capacity(), 65535);
+    while(g.size() != g.capacity()) g.addObjectUnsafe(0);
+    EXPECT_EQ(g.checkInvariants(), "");
+
+    /* A full component list grows although no object is left to grow by */
+    const Id last = g.idOf(IndexType(g.size() - 1));
+    g.addComponent(last, 0, 7);
+    g.addComponent(last, 0, 8);
+    EXPECT_EQ(g.capacity(), 65535);
+    EXPECT_GE(g.componentCapacity(), 2);
+    EXPECT_EQ(g.componentIds(last).size(), 2u);
 }
 
 TEST(SceneGraphTest, worldTransformsMoveWithTheirObjects) {
@@ -875,6 +958,39 @@ TEST(SceneGraphDeathTest, objects) {
     std::vector<char> bytes(g.data().begin(), g.data().end());
     SceneGraph copy{std::move(bytes)};
     EXPECT_DEATH(copy.deleteObjects(a1), "^Deleting already deleted object\n$");
+}
+
+TEST(SceneGraphDeathTest, capacityLimit) {
+    /* Only the debug line is silenced: the abort has to come without a growth warning first */
+    std::ostringstream out;
+    Debug redirect{&out};
+    SceneGraph g{65535, 1, 65535};
+    while(g.size() != g.capacity()) g.addObjectUnsafe(0);
+    EXPECT_DEATH(g.addObject(0), "^SceneGraph::addObject\\(\\): capacity exhausted, a scene graph holds at most 65535 objects\n$");
+    /* The last object's run ends the list, so appending to it moves nothing */
+    const Id last = g.idOf(IndexType(g.size() - 1));
+    for(std::uint32_t i = 0; i != 65535; ++i) g.addComponent(last, 0, Id(std::uint16_t(i)));
+    EXPECT_DEATH(g.addComponent(last, 0, 0), "^SceneGraph::addComponent\\(\\): capacity exhausted, a scene graph lists at most 65535 components\n$");
+}
+
+TEST(SceneGraphDeathTest, indexAccessors) {
+    if(!QUILLMARSH_DEBUG_ASSERTS_ENABLED) GTEST_SKIP() << "index accessors are unchecked in release builds";
+    Quiet quiet;
+    SceneGraph g{8, 0, 0};
+    g.addObject(0);
+    g.addObject(0);
+    EXPECT_DEATH(static_cast<void>(g.localTransformation(3)), "^SceneGraph::localTransformation\\(\\): index 3 out of range for 3 objects\n$");
+    EXPECT_DEATH(g.setLocalTransformation(3, {}), "^SceneGraph::setLocalTransformation\\(\\): index 3 out of range for 3 objects\n$");
+    EXPECT_DEATH(static_cast<void>(g.localScaling(7)), "^SceneGraph::localScaling\\(\\): index 7 out of range for 3 objects\n$");
+    EXPECT_DEATH(g.setLocalScaling(3, {}), "^SceneGraph::setLocalScaling\\(\\): index 3 out of range for 3 objects\n$");
+    EXPECT_DEATH(static_cast<void>(g.worldTransformation(3)), "^SceneGraph::worldTransformation\\(\\): index 3 out of range for 3 objects\n$");
+    EXPECT_DEATH(static_cast<void>(g.worldScaling(3)), "^SceneGraph::worldScaling\\(\\): index 3 out of range for 3 objects\n$");
+    EXPECT_DEATH(static_cast<void>(g.parentIndex(3)), "^SceneGraph::parentIndex\\(\\): index 3 out of range for 3 objects\n$");
+    EXPECT_DEATH(static_cast<void>(g.isDirty(3)), "^SceneGraph::isDirty\\(\\): index 3 out of range for 3 objects\n$");
+    EXPECT_DEATH(g.setDirty(3), "^SceneGraph::setDirty\\(\\): index 3 out of range for 3 objects\n$");
+    EXPECT_DEATH(g.computeAbsoluteTransformation(3), "^SceneGraph::computeAbsoluteTransformation\\(\\): index 3 out of range for 3 objects\n$");
+    EXPECT_DEATH(static_cast<void>(g.indexOf(Id(8))), "^SparseArray::indexOf\\(\\): id 8 out of range for a capacity of 8\n$");
+    EXPECT_DEATH(static_cast<void>(g.idOf(8)), "^SparseArray::idOf\\(\\): index 8 out of range for a capacity of 8\n$");
 }
 
 TEST(SceneGraphDeathTest, storage) {

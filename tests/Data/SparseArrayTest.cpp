@@ -322,7 +322,7 @@ TEST(SparseArrayTest, printsFlags) {
 TEST(SparseArrayDeathTest, misuse) {
     TestArray a{2};
     a.add();
-    EXPECT_DEATH(a.isDeleted(2), "^Assertion IndexType\\(id\\) < capacity\\(\\) failed at Data/SparseArray:277\n$");
+    EXPECT_DEATH(static_cast<void>(a.isDeleted(2)), "^Assertion IndexType\\(id\\) < capacity\\(\\) failed at Data/SparseArray:277\n$");
     EXPECT_DEATH(a.remove(1), "^SparseArray::remove\\(\\): index 1 out of range for 1 elements\n$");
 
     std::vector<char> bytes(a.data().begin(), a.data().end());

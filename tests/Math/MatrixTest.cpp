@@ -1,3 +1,5 @@
+#include <cstdint>
+#include <cstring>
 #include <limits>
 #include <random>
 #include <sstream>
@@ -166,6 +168,38 @@ TEST(MatrixTest, projectionsAgainstGlm) {
         fromGlm(glm::ortho(-1.0f, 3.0f, -2.0f, 1.0f, -5.0f, 50.0f)), 1e-6f));
     /* m[3][2] is computed as near*2/(near - far) - 1 */
     EXPECT_EQ(Matrix4::orthographicProjection(Vector2{2.0f, 2.0f}, 1.0f, 3.0f)[3][2], -2.0f);
+}
+
+TEST(MatrixTest, perspectiveProjectionIsBitExact) {
+    /* Bit patterns of the math library's results, whose order of operations is
+       size = 2*near*tan(fov/2)*(1, 1/aspect) and the z terms through zScale = 1/(near - far).
+       Dividing by the aspect ratio or by near - far instead is one ulp off in each of these. */
+    const struct {
+        float fov, aspect, near, far;
+        std::uint32_t m00, m11, m22, m32;
+    } cases[]{
+        {1.4f, 16.0f/9.0f, 0.1f, 1000.0f, 0x3f97f78b, 0x400714ed, 0xbf80068d, 0xbe4cd20a},
+        {0.9f, 1.6f, 0.7f, 123.4f, 0x40047d76, 0x4053fbef, 0xbf8175e1, 0xbfb438ea},
+        {1.4f, 16.0f/9.0f, 0.05f, 333.0f, 0x3f97f78b, 0x400714ed, 0xbf8009d7, 0xbdccd4ab},
+        {1.1f, 1.5f, 0.25f, 60.0f, 0x3fd0c5f7, 0x401c9479, 0xbf811235, 0xbf00891b},
+    };
+    const auto bits = [](float value) {
+        std::uint32_t out;
+        std::memcpy(&out, &value, 4);
+        return out;
+    };
+    for(const auto& c: cases) {
+        SCOPED_TRACE(c.near);
+        const Matrix4 m = Matrix4::perspectiveProjection(c.fov, c.aspect, c.near, c.far);
+        EXPECT_EQ(bits(m[0][0]), c.m00);
+        EXPECT_EQ(bits(m[1][1]), c.m11);
+        EXPECT_EQ(bits(m[2][2]), c.m22);
+        EXPECT_EQ(bits(m[3][2]), c.m32);
+        /* The off-centre form of a symmetric plane gives the same z terms */
+        const Matrix4 offCentre = Matrix4::perspectiveProjection(Vector2{-1.0f, -1.0f}, Vector2{1.0f, 1.0f}, c.near, c.far);
+        EXPECT_EQ(bits(offCentre[2][2]), c.m22);
+        EXPECT_EQ(bits(offCentre[3][2]), c.m32);
+    }
 }
 
 TEST(MatrixDeathTest, invertedRigidInvalid) {

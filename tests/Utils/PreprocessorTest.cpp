@@ -119,17 +119,25 @@ TEST(PreprocessorTest, branches) {
     EXPECT_EQ(process("#if 1\na\n#elif 0\nb\n#elif 1\nc\n#else\nd\n#endif\n"), "a\n");
     EXPECT_EQ(process("#if 0\na\n#elif 0\nb\n#else\nc\n#endif\n"), "c\n");
     EXPECT_EQ(process("#ifndef A\na\n#else\nb\n#endif\n"), "a\n");
-    /* A second #else toggles again, except after a taken branch */
+    /* A second #else toggles again; it is not an error */
     EXPECT_EQ(process("#if 0\na\n#else\nb\n#else\nc\n#endif\n"), "b\n");
-    EXPECT_EQ(process("#if 1\na\n#else\nb\n#else\nc\n#endif\n"), "a\n");
+    EXPECT_EQ(process("#if 1\na\n#else\nb\n#else\nc\n#endif\n"), "a\nc\n");
+    EXPECT_EQ(process("#if 0\na\n#elif 1\nb\n#else\nc\n#else\nd\n#endif\n"), "b\nd\n");
+    /* A branch taken before an #elif keeps the rest of the group dead, #else or not */
+    EXPECT_EQ(process("#if 1\na\n#elif 1\nb\n#else\nc\n#else\nd\n#endif\n"), "a\n");
     /* Conditionals inside a dead branch stay dead, whatever their own state */
     EXPECT_EQ(process("#ifdef A\n#if 1\nin\n#endif\nout\n#endif\nend\n"), "end\n");
     EXPECT_EQ(process("#if 0\n#if 0\n#else\nx\n#endif\n#elif 1\ny\n#endif\n"), "y\n");
     EXPECT_EQ(process("#if 1\n#if 0\n#elif 1\nx\n#else\ny\n#endif\n#else\nz\n#endif\n"), "x\n");
     /* Defines inside dead branches are not recorded */
     EXPECT_EQ(process("#if 0\n#define A 1\n#endif\n#ifdef A\nx\n#endif\n"), "");
-    /* An open conditional at the end is not reported */
-    EXPECT_EQ(process("#if 1\na\n"), "a\n");
+    /* An open conditional at the end is a warning; the output stays what was processed */
+    for(const char* source: {"#if 1\na\n", "#if 1\na\n#ifdef X\nb\n#endif\n", "#ifndef X\na\n#else\n"}) {
+        const Outcome r = run({source});
+        EXPECT_TRUE(r.valid);
+        EXPECT_EQ(r.output, "a\n") << source;
+        EXPECT_EQ(r.warnings, "Preprocessor: unterminated #if at end of source\n") << source;
+    }
 }
 
 TEST(PreprocessorTest, branchDepth) {
@@ -184,7 +192,7 @@ TEST(PreprocessorTest, expressionWarnings) {
     EXPECT_EQ(warningOf("#if (1\nx\n#endif\n"), message("if", "Expected closing parenthesis in expression"));
     EXPECT_EQ(warningOf("#if 1 )\n#endif\n"), message("if", "Unexpected token )"));
     EXPECT_EQ(warningOf("#if\n#endif\n"), message("if", "Unexpected token \\n"));
-    EXPECT_EQ(warningOf("#if 1 == "), message("if", "Unexpected token "));
+    EXPECT_EQ(warningOf("#if 1 == "), message("if", "Unexpected token ") + "Preprocessor: unterminated #if at end of source\n");
     EXPECT_EQ(warningOf("#if +1\n#endif\n"), message("if", "Unexpected token +"));
     EXPECT_EQ(warningOf("#if defined\n#endif\n"), message("if", "Expected an identifier in defined"));
     EXPECT_EQ(warningOf("#if defined(A\n#endif\n"), message("if", "Expected closing parenthesis in defined(id)"));
@@ -333,28 +341,41 @@ TEST(PreprocessorTest, errors) {
     const struct {
         const char* source;
         const char* message;
+        std::uint32_t line;
     } cases[] {
-        {"a /* open", "Preprocess: found unclosed multiline comment\n"},
-        {"#if 0\n/* open", "Preprocess: found unclosed multiline comment\n"},
-        {"#pragma x /* open\n", "Preprocess: found unclosed multiline comment\n"},
-        {"#\n", "Preprocessor: no identifier found after #\n"},
-        {"# (\n", "Preprocessor: no identifier found after #\n"},
-        {"#else\n", "Preprocessor: found #else without #if or #ifdef\n"},
-        {"#endif\n", "Preprocessor: found #endif without #if or #ifdef\n"},
-        {"#if 1\n#endif\n#endif\n", "Preprocessor: found #endif without #if or #ifdef\n"},
-        {"#elif 1\n", "Preprocessor: found #elif without #if or #ifdef\n"},
-        {"#ifdef\n", "Preprocessor: expected an identifier after #ifdef\n"},
-        {"#ifndef (X)\n", "Preprocessor: expected an identifier after #ifndef\n"},
-        {"#define\n", "Preprocessor: expected an identifier after #define\n"},
-        {"#define \"x\"\n", "Preprocessor: expected an identifier after #define\n"},
+        {"a /* open", "Preprocess: found unclosed multiline comment\n", 1},
+        {"#if 0\n/* open", "Preprocess: found unclosed multiline comment\n", 2},
+        {"#pragma x /* open\n", "Preprocess: found unclosed multiline comment\n", 1},
+        /* Only the error, no warning about the expression before it */
+        {"a\nb\n#if 1 /* open\n", "Preprocess: found unclosed multiline comment\n", 3},
+        {"#if 0\n#elif 1 == /* open\n", "Preprocess: found unclosed multiline comment\n", 2},
+        {"#ifdef /* open\n", "Preprocess: found unclosed multiline comment\n", 1},
+        {"#\n", "Preprocessor: no identifier found after #\n", 1},
+        {"# (\n", "Preprocessor: no identifier found after #\n", 1},
+        {"#else\n", "Preprocessor: found #else without #if or #ifdef\n", 1},
+        {"#endif\n", "Preprocessor: found #endif without #if or #ifdef\n", 1},
+        {"#if 1\n#endif\n\n#endif\n", "Preprocessor: found #endif without #if or #ifdef\n", 4},
+        {"x\r\n#elif 1\n", "Preprocessor: found #elif without #if or #ifdef\n", 2},
+        {"#ifdef\n", "Preprocessor: expected an identifier after #ifdef\n", 1},
+        {"#ifndef (X)\n", "Preprocessor: expected an identifier after #ifndef\n", 1},
+        {"/* two\nlines */ #define\n", "Preprocessor: expected an identifier after #define\n", 2},
+        {"#define \"x\"\n", "Preprocessor: expected an identifier after #define\n", 1},
     };
     for(const auto& c: cases) {
         SCOPED_TRACE(c.source);
-        const Outcome r = run({"first\n", c.source, "third\n"});
-        EXPECT_FALSE(r.valid);
-        EXPECT_EQ(r.errors, c.message);
+        std::ostringstream warnings, errors;
+        Warning redirectWarnings{&warnings};
+        Error redirectErrors{&errors};
+        Preprocessor p;
+        p << "first\n";
+        EXPECT_EQ(p.errorLine(), 0u);
+        p << c.source << "third\n";
+        EXPECT_FALSE(p.isValid());
+        EXPECT_EQ(errors.str(), c.message);
+        EXPECT_EQ(warnings.str(), "");
+        EXPECT_EQ(p.errorLine(), c.line);
         /* The output of the last good source stays, later sources are ignored */
-        EXPECT_EQ(r.output, "first\n");
+        EXPECT_EQ(p.output(), "first\n");
     }
 
     /* Processing stops at the first error: later defines are not recorded */
@@ -364,8 +385,19 @@ TEST(PreprocessorTest, errors) {
     p << "#define A 1\n#endif\n#define B 2\n";
     EXPECT_TRUE(p.isDefined("A"));
     EXPECT_FALSE(p.isDefined("B"));
+    EXPECT_EQ(p.errorLine(), 2u);
     p.setInvalid("custom message");
     EXPECT_EQ(errors.str(), "Preprocessor: found #endif without #if or #ifdef\ncustom message\n");
+    /* The first error keeps its line */
+    EXPECT_EQ(p.errorLine(), 2u);
+
+    /* An expansion that fails in the text has the line of its word */
+    std::string defines;
+    for(int i = 0; i != 300; ++i) defines += "#define D" + std::to_string(i) + " D" + std::to_string(i + 1) + "\n";
+    Preprocessor q{true};
+    q << defines + "x\n  D0\n";
+    EXPECT_FALSE(q.isValid());
+    EXPECT_EQ(q.errorLine(), 302u);
 }
 
 TEST(PreprocessorTest, sourceIsAView) {
@@ -440,6 +472,7 @@ TEST(PreprocessorTest, runsMatchTheCharacterwiseReference) {
             ASSERT_EQ(a.isValid(), b.isValid()) << source;
             ASSERT_EQ(a.output(), b.output()) << source;
             ASSERT_EQ(fast.str(), reference.str()) << source;
+            ASSERT_EQ(a.errorLine(), b.errorLine()) << source;
         }
     }
 }

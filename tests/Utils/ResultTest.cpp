@@ -28,13 +28,13 @@ TEST(ResultTest, moveOnlyValue) {
 
 TEST(ResultDeathTest, accessValueOfError) {
     Result<int> r = parseDigit('?');
-    EXPECT_DEATH(*r, "^Result::\\*\\(\\): Accessed value of invalid result\n$");
-    EXPECT_DEATH(r.value(), "^Result::\\*\\(\\): Accessed value of invalid result\n$");
+    EXPECT_DEATH(static_cast<void>(*r), "^Result::\\*\\(\\): Accessed value of invalid result\n$");
+    EXPECT_DEATH(static_cast<void>(r.value()), "^Result::\\*\\(\\): Accessed value of invalid result\n$");
 }
 
 TEST(ResultDeathTest, accessErrorOfValue) {
     Result<int> r = parseDigit('1');
-    EXPECT_DEATH(r.error(), "^Result::error\\(\\): Accessed error of valid result\n$");
+    EXPECT_DEATH(static_cast<void>(r.error()), "^Result::error\\(\\): Accessed error of valid result\n$");
 }
 
 }}}

@@ -1,99 +1,224 @@
 /* quillmarsh-asset: looks into asset data files
 
-   quillmarsh-asset info FILE     header fields and every chunk: offset, tag, stored and padded size
-   quillmarsh-asset verify FILE   runs the validating reader; exits 1 with its message on a bad file */
+   Each command is one function taking the parsed command line; the table below names them, and
+   the usage text is made from it. Exit codes: 0 done, 1 a file that can't be read or is not
+   valid, 2 a wrong command line. Files are opened through InputFile, which refuses what is not a
+   regular file with a message, and are never read into memory whole. */
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
-#include <fstream>
-#include <iostream>
+#include <exception>
 #include <sstream>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include <QuillmarshEngine/Data/AssetData.h>
 #include <QuillmarshEngine/Data/AssetValidation.h>
+#include <QuillmarshEngine/Data/MeshData.h>
+#include <QuillmarshEngine/Tools/MeshFormat.h>
+
+#include "InputFile.h"
 
 using namespace QuillmarshEngine;
+using AssetTool::InputFile;
 
 namespace {
 
-int usage() {
-    std::cerr << "usage: quillmarsh-asset info FILE\n"
-                 "       quillmarsh-asset verify FILE\n";
+constexpr const char* Program = "quillmarsh-asset";
+
+/* Chunk rows info prints unless --all is given: one screen */
+constexpr std::uint64_t InfoRows = 20;
+
+/* A command line after the command word: the operands in order, and the options (words
+   starting with "--") */
+struct Arguments {
+    std::string_view command;
+    std::vector<std::string> operands;
+    std::vector<std::string> options;
+
+    bool has(std::string_view option) const {
+        for(const std::string& o: options) if(o == option) return true;
+        return false;
+    }
+};
+
+struct Command {
+    const char* name;
+    const char* synopsis;       /* what follows the command word */
+    const char* summary;
+    const char* const* options; /* the options it takes, null-terminated */
+    int(*run)(const Arguments&);
+};
+
+int info(const Arguments& arguments);
+int verify(const Arguments& arguments);
+
+constexpr const char* InfoOptions[]{"--all", nullptr};
+constexpr const char* NoOptions[]{nullptr};
+
+constexpr Command Commands[]{
+    {"info", "[--all] FILE", "header fields and the chunks: offset, tag, stored and padded size\n"
+        "                         (the first 20 chunks; --all lists every one)", InfoOptions, info},
+    {"verify", "FILE", "runs the validating reader and decodes compressed meshes; exits 1\n"
+        "                         with the reason on a bad file", NoOptions, verify},
+};
+
+void printUsage(std::FILE* out) {
+    std::fprintf(out, "Usage: %s COMMAND [OPTIONS] FILE\n       %s --help\n\nCommands:\n", Program, Program);
+    for(const Command& command: Commands)
+        std::fprintf(out, "  %-6s %-15s %s\n", command.name, command.synopsis, command.summary);
+    std::fprintf(out, "\nExit status: 0 done, 1 a file that can't be read or is not valid, 2 a wrong command line.\n");
+}
+
+/* A wrong command line: what was wrong, then where to look */
+int usageError(const std::string& message) {
+    std::fprintf(stderr, "%s: %s\nTry '%s --help'.\n", Program, message.c_str(), Program);
     return 2;
 }
 
-/* The whole file in 4-byte-aligned storage, as the library expects chunks to be */
-bool readFile(const char* path, std::vector<std::uint32_t>& storage, std::span<const char>& data) {
-    std::ifstream file{path, std::ios::binary|std::ios::ate};
-    if(!file) {
-        std::cerr << "quillmarsh-asset: can't open " << path << "\n";
-        return false;
-    }
-    const std::streamsize size = file.tellg();
-    file.seekg(0);
-    storage.resize(std::size_t(size + 3)/4);
-    if(size && !file.read(reinterpret_cast<char*>(storage.data()), size)) {
-        std::cerr << "quillmarsh-asset: can't read " << path << "\n";
-        return false;
-    }
-    data = {reinterpret_cast<const char*>(storage.data()), std::size_t(size)};
-    return true;
+int fileError(const std::string& message) {
+    std::fprintf(stderr, "%s: %s\n", Program, message.c_str());
+    return 1;
 }
 
-std::string magicText(Data::Magic magic) {
+std::string magicText(const Data::Magic magic) {
     std::ostringstream out;
     Debug{&out, Debug::Flag::NoNewlineAtTheEnd} << magic;
     return out.str();
 }
 
-std::uint32_t readU32(std::span<const char> data, std::size_t offset) {
+std::uint32_t readU32(const char* at) {
     std::uint32_t value;
-    std::memcpy(&value, data.data() + offset, 4);
+    std::memcpy(&value, at, 4);
     return value;
 }
 
-int info(const char* path) {
-    std::vector<std::uint32_t> storage;
-    std::span<const char> data;
-    if(!readFile(path, storage, data)) return 1;
-    std::printf("%s: %zu bytes\n", path, data.size());
-    if(data.size() >= 24 && Data::Magic(readU32(data, 0)) == Data::Magic::Header) {
+/* Whether the four bytes are "QME" and a letter, the tag of some chunk */
+bool isChunkTag(const Data::Magic magic) {
+    return (std::uint32_t(magic) & 0x00ffffffu) == 0x00454d51u;
+}
+
+/* Walks the chunk headers with a bounded window: memory stays the same however large the file */
+int info(const Arguments& arguments) {
+    std::string error;
+    const std::unique_ptr<InputFile> file = InputFile::open(arguments.operands[0], error);
+    if(!file) return fileError(error);
+    const std::uint64_t size = file->size();
+    AssetTool::WindowReader reader{*file};
+
+    std::printf("%s: %llu bytes\n", file->path().c_str(), (unsigned long long)size);
+    const std::span<const char> header = reader.at(0, 24, error);
+    if(!error.empty()) return fileError(error);
+    if(!header.empty() && Data::Magic(readU32(header.data())) == Data::Magic::Header) {
         std::printf("header: format words 0x%08x %u, largest chunk %u bytes, %u chunks\n",
-            readU32(data, 8), readU32(data, 12), readU32(data, 16), readU32(data, 20));
+            readU32(header.data() + 8), readU32(header.data() + 12), readU32(header.data() + 16), readU32(header.data() + 20));
     } else std::printf("header: missing\n");
 
-    const std::vector<Data::AssetChunkEntry> chunks = Data::listAssetChunks(data);
-    std::printf("%10s  %-24s %10s %10s\n", "offset", "magic", "size", "padded");
-    std::uint64_t end = 0;
-    for(const Data::AssetChunkEntry& chunk: chunks) {
-        std::printf("%10llu  %-24s %10u %10llu\n", (unsigned long long)chunk.offset, magicText(chunk.magic).c_str(), chunk.size, (unsigned long long)chunk.sizePadded);
-        end = chunk.offset + chunk.sizePadded;
+    const bool all = arguments.has("--all");
+    std::printf("%12s  %-24s %10s %10s\n", "offset", "magic", "size", "padded");
+    std::uint64_t position = 0, count = 0, largest = 0;
+    for(;;) {
+        if(size - position < Data::AssetChunkHeaderSize) {
+            if(size != position) std::printf("%llu stray bytes after the last chunk\n", (unsigned long long)(size - position));
+            break;
+        }
+        const std::span<const char> chunk = reader.at(position, 8, error);
+        if(chunk.empty()) return fileError(error.empty() ? file->path() + ": changed while being read" : error);
+        const Data::Magic magic = Data::Magic(readU32(chunk.data()));
+        const std::uint32_t stored = readU32(chunk.data() + 4);
+        const std::uint64_t padded = Data::calulateAssetChunkSizePadded(stored);
+        /* Past a word that is not a chunk tag, the strides mean nothing */
+        if(!isChunkTag(magic)) {
+            std::printf("offset %llu: not a chunk tag, %s; the rest is not walked\n", (unsigned long long)position, magicText(magic).c_str());
+            break;
+        }
+        if(all || count < InfoRows)
+            std::printf("%12llu  %-24s %10u %10llu\n", (unsigned long long)position, magicText(magic).c_str(), stored, (unsigned long long)padded);
+        ++count;
+        largest = std::max(largest, padded);
+        if(padded > size - position) {
+            std::printf("the last chunk is cut short by %llu bytes\n", (unsigned long long)(padded - (size - position)));
+            break;
+        }
+        position += padded;
     }
-    if(end > data.size()) std::printf("the last chunk is cut short by %llu bytes\n", (unsigned long long)(end - data.size()));
-    else if(end < data.size()) std::printf("%llu stray bytes after the last chunk\n", (unsigned long long)(data.size() - end));
+    if(!all && count > InfoRows)
+        std::printf("... %llu more chunks, --all lists every one\n", (unsigned long long)(count - InfoRows));
+    std::printf("%llu chunks, the largest takes %llu bytes\n", (unsigned long long)count, (unsigned long long)largest);
     return 0;
 }
 
-int verify(const char* path) {
-    std::vector<std::uint32_t> storage;
-    std::span<const char> data;
-    if(!readFile(path, storage, data)) return 1;
-    const Utils::Result<std::vector<Data::AssetChunkEntry>> result = Data::validateAssetData(data);
-    if(!result) {
-        std::cerr << path << ": " << result.error() << "\n";
-        return 1;
+/* The validating reader needs the file as one span: it is mapped, so only the pages the reader
+   looks at (chunk headers and the records it checks) are read */
+int verify(const Arguments& arguments) {
+    std::string error;
+    const std::unique_ptr<InputFile> file = InputFile::open(arguments.operands[0], error);
+    if(!file) return fileError(error);
+    const std::span<const char> data = file->map(error);
+    if(data.empty()) return fileError(error);
+
+    const Utils::Result<std::vector<Data::AssetChunkEntry>> chunks = Data::validateAssetData(data);
+    if(!chunks) return fileError(file->path() + ": " + chunks.error());
+    /* Compressed indices are only seen when decoded */
+    for(const Data::AssetChunkEntry& chunk: *chunks) {
+        if(chunk.magic != Data::Magic::Mesh) continue;
+        const Data::MeshData mesh = Data::AssetChunkView{data.subspan(std::size_t(chunk.offset))}.as<Data::MeshData>();
+        if(!mesh.compressionFlags()) continue;
+        const Utils::Result<Trade::MeshData> decoded = Tools::decompressMesh(mesh);
+        if(!decoded) return fileError(file->path() + ": offset " + std::to_string(chunk.offset) + ": mesh: " + decoded.error());
     }
-    std::printf("%s: valid, %zu chunks\n", path, result->size());
+    std::printf("%s: valid, %zu chunks\n", file->path().c_str(), chunks->size());
     return 0;
+}
+
+/* Splits the command line and checks it against the command's table entry */
+int run(const int argc, char** const argv) {
+    if(argc < 2) return usageError("no command given");
+    const std::string_view first = argv[1];
+    if(first == "--help" || first == "-h" || first == "help") {
+        printUsage(stdout);
+        return 0;
+    }
+    const Command* command = nullptr;
+    for(const Command& c: Commands) if(first == c.name) command = &c;
+    if(!command) {
+        if(first.starts_with("-")) return usageError("unknown option '" + std::string{first} + "'; the command comes first");
+        return usageError("unknown command '" + std::string{first} + "'");
+    }
+
+    Arguments arguments;
+    arguments.command = first;
+    bool operandsOnly = false;
+    for(int i = 2; i < argc; ++i) {
+        const std::string_view word = argv[i];
+        if(!operandsOnly && (word == "--help" || word == "-h")) {
+            printUsage(stdout);
+            return 0;
+        }
+        if(!operandsOnly && word == "--") {
+            operandsOnly = true;
+        } else if(!operandsOnly && word.starts_with("-") && word.size() > 1) {
+            bool known = false;
+            for(const char* const* option = command->options; *option; ++option) if(word == *option) known = true;
+            if(!known) return usageError("unknown option '" + std::string{word} + "' for " + command->name);
+            arguments.options.emplace_back(word);
+        } else arguments.operands.emplace_back(word);
+    }
+    if(arguments.operands.empty()) return usageError(std::string{command->name} + " expects a FILE");
+    if(arguments.operands.size() > 1) return usageError(std::string{command->name} + " expects one FILE, got " + std::to_string(arguments.operands.size()) + " operands");
+    return command->run(arguments);
 }
 
 }
 
 int main(int argc, char** argv) {
-    if(argc != 3) return usage();
-    if(std::strcmp(argv[1], "info") == 0) return info(argv[2]);
-    if(std::strcmp(argv[1], "verify") == 0) return verify(argv[2]);
-    return usage();
+    /* The library throws nothing; what the standard library may throw (memory exhausted) still
+       ends with a message instead of a crash */
+    try {
+        return run(argc, argv);
+    } catch(const std::exception& e) {
+        return fileError(std::string{"failed: "} + e.what());
+    }
 }

@@ -41,7 +41,7 @@ constexpr const char* Usage =
     "\n"
     "  --objects N   number of objects below the scene root, 1 to 65534\n"
     "  --frames N    number of frames to run, 1 to 1000000\n"
-    "  --seed N      seed of the generated hierarchy and motion (default 1)\n"
+    "  --seed N      seed of the generated hierarchy and motion, 0 to 4294967295 (default 1)\n"
     "  --help        print this text\n";
 
 /* One object as the host describes it, independently of the library: its parent (by creation
@@ -90,7 +90,7 @@ int parseOptions(const int argc, char** const argv, Options& options) {
             }
         } else if(arg == "--seed" && hasValue) {
             if(!parseNumber(argv[++i], 0, 4294967295u, options.seed)) {
-                std::fprintf(stderr, "quillmarsh-demo: --seed expects a non-negative number, got %s\n", argv[i]);
+                std::fprintf(stderr, "quillmarsh-demo: --seed expects a number from 0 to 4294967295, got %s\n", argv[i]);
                 return 1;
             }
         } else {

@@ -98,19 +98,19 @@ class QUILLMARSH_EXPORT AssetChunkView {
         explicit AssetChunkView(std::span<const char> data);
 
         /** @brief The chunk's tag */
-        Magic magic() const;
+        [[nodiscard]] Magic magic() const;
 
         /** @brief The stored payload size field */
-        std::uint32_t size() const;
+        [[nodiscard]] std::uint32_t size() const;
 
         /** @brief @ref calulateAssetChunkSizePadded() of @ref size() */
-        std::uint64_t sizePadded() const { return calulateAssetChunkSizePadded(size()); }
+        [[nodiscard]] std::uint64_t sizePadded() const { return calulateAssetChunkSizePadded(size()); }
 
         /** @brief The payload: stored size bytes after the header, clipped to the viewed bytes */
-        std::span<const char> payload() const;
+        [[nodiscard]] std::span<const char> payload() const;
 
         /** @brief All viewed bytes, from the chunk header on */
-        std::span<const char> data() const { return _data; }
+        [[nodiscard]] std::span<const char> data() const { return _data; }
 
         /**
          * @brief The payload as record type @p T
@@ -120,7 +120,7 @@ class QUILLMARSH_EXPORT AssetChunkView {
          * payload bytes (a view class) is constructed from them; a plain struct is returned as a
          * reference into the payload, which then must be at least `sizeof(T)` bytes.
          */
-        template<class T> decltype(auto) as() const {
+        template<class T> [[nodiscard]] decltype(auto) as() const {
             QUILLMARSH_ASSERT(magic() == T::AssetMagic, "AssetChunkView::as(): Chunk is not of given type", {});
             if constexpr(std::is_constructible_v<T, std::span<const char>>) {
                 return T{payload()};

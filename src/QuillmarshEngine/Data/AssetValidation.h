@@ -29,14 +29,18 @@ struct AssetChunkEntry {
  * Checks the header chunk (first, 16-byte payload, both format words), every chunk's bounds and
  * alignment, that no chunk header is cut short, the largest-chunk and chunk count fields, and the
  * internal sizes of the records it knows: mesh (header sizes, attribute records against the vertex
- * bytes, index bytes against count and type, compressed sizes), shader, image, image tile, language,
- * locale, pipeline, texture, draw, skin, PhysX, probe and external chunks, and of the animation
- * records (track headers, every track's keys inside the key data, events and their names, and
- * every compressed rotation decoded) and animation-targets records. Never reads outside @p data
- * and never aborts. Returns the chunks, or a message `offset <n>: <fault>` naming the first
- * fault. After success the record views of @ref AssetRecords.h, @ref MeshData and
- * @ref AnimationData.h (and @ref Tools::decompressMesh(), @ref AnimationData::rawAnimation(),
- * @ref AnimationData::animation()) are safe on the chunks.
+ * bytes, index bytes against count and type, every uncompressed index below the vertex count, a
+ * finite bounding sphere, compressed sizes), shader, image, image tile, language, locale,
+ * pipeline, texture, draw (finite bounds, transformation and scaling), skin (finite joint
+ * transformations and scalings), PhysX, probe and external chunks, and of the animation records
+ * (track headers, every track's keys inside the key data, events and their names, and every
+ * compressed rotation decoded) and animation-targets records. A chunk whose tag is "QME" and a
+ * letter this library does not know is skipped with a warning, since the format leaves room for
+ * new letters; any other tag is an error. Compressed indices are checked by
+ * @ref Tools::decompressMesh(). Never reads outside @p data and never aborts. Returns the chunks,
+ * or a message `offset <n>: <fault>` naming the first fault. After success the record views of
+ * @ref AssetRecords.h, @ref MeshData and @ref AnimationData.h (and @ref Tools::decompressMesh(),
+ * @ref AnimationData::rawAnimation(), @ref AnimationData::animation()) are safe on the chunks.
  */
 QUILLMARSH_EXPORT Utils::Result<std::vector<AssetChunkEntry>> validateAssetData(std::span<const char> data);
 

@@ -7,6 +7,7 @@
 
 #include <span>
 
+#include "QuillmarshEngine/Assert.h"
 #include "QuillmarshEngine/Data/SparseArrayActive.h"
 
 namespace QuillmarshEngine { namespace Data {
@@ -137,10 +138,10 @@ class QUILLMARSH_EXPORT ComponentManager: public SparseArrayActive {
         Id cloneComponent(Id component, Id object);
 
         /** @brief Scene graph the manager is registered with, or `nullptr` */
-        SceneGraph* sceneGraph() const { return _sceneGraph; }
+        [[nodiscard]] SceneGraph* sceneGraph() const { return _sceneGraph; }
 
         /** @brief Slot of the manager in its scene graph */
-        std::uint16_t managerIndex() const { return _managerIndex; }
+        [[nodiscard]] std::uint16_t managerIndex() const { return _managerIndex; }
 
         /**
          * @brief Whether @p component names a live component
@@ -152,17 +153,20 @@ class QUILLMARSH_EXPORT ComponentManager: public SparseArrayActive {
             return IndexType(component) < capacity() && indexOf(component) < size() && idOf(indexOf(component)) == component;
         }
 
-        /** @brief Object owning the component at @p index; not checked */
-        Id owner(IndexType index) const { return _owners[index]; }
+        /** @brief Object owning the component at @p index; unchecked in release builds */
+        [[nodiscard]] Id owner(IndexType index) const {
+            QUILLMARSH_DEBUG_ASSERT(index < size(), "ComponentManager::owner(): index" << index << "out of range for" << size() << "components", {});
+            return _owners[index];
+        }
 
         /** @brief Owner column, capacity entries; invalidated by growth */
-        std::span<const Id> owners() const { return {_owners.data(), capacity()}; }
+        [[nodiscard]] std::span<const Id> owners() const { return {_owners.data(), capacity()}; }
 
         /** @brief Time step of the last @ref update(), 0 before the first */
-        double lastTimeStep() const { return _lastTimeStep; }
+        [[nodiscard]] double lastTimeStep() const { return _lastTimeStep; }
 
         /** @brief Sum of all time steps since construction */
-        double accumulatedTime() const { return _accumulatedTime; }
+        [[nodiscard]] double accumulatedTime() const { return _accumulatedTime; }
 
     protected:
         /** @brief Called by @ref activateInScene() for each index; empty by default */

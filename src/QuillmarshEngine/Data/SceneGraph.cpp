@@ -183,8 +183,12 @@ Id SceneGraph::addObjectUnsafe(const IndexType parentIndex) {
 
 Id SceneGraph::addObject(const Id parent) {
     if(size() == capacity()) {
+        /* Checked once here, so that a full graph fails before growing rather than after a
+           warning; near the limit the growth is what is left up to 65535 */
+        QUILLMARSH_ASSERT(capacity() < MaxCapacity,
+            "SceneGraph::addObject(): capacity exhausted, a scene graph holds at most" << MaxCapacity << "objects", {});
         QUILLMARSH_WARNING("SceneGraph::addObject(): on the fly allocation was required");
-        reallocateCapacity(64, std::uint32_t{componentCapacity()} - componentCount());
+        reallocateCapacity(std::min<std::uint32_t>(64, MaxCapacity - capacity()), std::uint32_t{componentCapacity()} - componentCount());
     }
     QUILLMARSH_ASSERT(parent < capacity() && indexOf(parent) < size() && idOf(indexOf(parent)) == parent,
         "SceneGraph::addObject(): parent was not valid", {});
@@ -401,7 +405,8 @@ bool SceneGraph::isParent(const Id parent, const Id child) const {
 }
 
 bool SceneGraph::isParent(const IndexType parent, const IndexType child) const {
-    return child != 0 && _objects[child].parent == parent;
+    QUILLMARSH_DEBUG_ASSERT(child < size(), "SceneGraph::isParent(): index" << child << "out of range for" << size() << "objects", {});
+    return _objects[child].parent == parent;
 }
 
 bool SceneGraph::isAncestor(const Id ancestor, const Id object) const {
@@ -409,6 +414,7 @@ bool SceneGraph::isAncestor(const Id ancestor, const Id object) const {
 }
 
 bool SceneGraph::isAncestor(const IndexType a, const IndexType b) const {
+    QUILLMARSH_DEBUG_ASSERT(a < size(), "SceneGraph::isAncestor(): index" << a << "out of range for" << size() << "objects", {});
     return a < b && b <= std::uint32_t{a} + _objects[a].descendants;
 }
 
@@ -419,6 +425,7 @@ void SceneGraph::setFlagRange(const Utils::BitSetView bits, const std::uint32_t 
 }
 
 void SceneGraph::setDirty(const IndexType index) {
+    QUILLMARSH_DEBUG_ASSERT(index < size(), "SceneGraph::setDirty(): index" << index << "out of range for" << size() << "objects", );
     const std::uint32_t last = std::uint32_t{index} + _objects[index].descendants;
     if(last > 0xffffu) return;
     setFlagRange(_dirty, index, last + 1);
@@ -426,6 +433,7 @@ void SceneGraph::setDirty(const IndexType index) {
 }
 
 void SceneGraph::setChildrenDirty(const IndexType index) {
+    QUILLMARSH_DEBUG_ASSERT(index < size(), "SceneGraph::setChildrenDirty(): index" << index << "out of range for" << size() << "objects", );
     const std::uint32_t last = std::uint32_t{index} + _objects[index].descendants;
     if(last > 0xffffu) return;
     setFlagRange(_dirty, std::uint32_t{index} + 1, last + 1);
@@ -433,6 +441,7 @@ void SceneGraph::setChildrenDirty(const IndexType index) {
 }
 
 void SceneGraph::setChanged(const IndexType index) {
+    QUILLMARSH_DEBUG_ASSERT(index < size(), "SceneGraph::setChanged(): index" << index << "out of range for" << size() << "objects", );
     const std::uint32_t last = std::uint32_t{index} + _objects[index].descendants;
     if(last > 0xffffu) return;
     setFlagRange(_changed, index, last + 1);
@@ -449,22 +458,29 @@ void SceneGraph::computeAbsoluteTransformations() {
 }
 
 void SceneGraph::computeAbsoluteTransformation(const IndexType index) {
+    QUILLMARSH_DEBUG_ASSERT(index < size(), "SceneGraph::computeAbsoluteTransformation(): index" << index << "out of range for" << size() << "objects", );
     if(!_dirty[index]) return;
-    /* The dirty chain from the object up to its first clean ancestor or the root */
-    std::vector<IndexType> chain;
-    chain.reserve(16);
-    chain.push_back(index);
+    /* The top of the dirty chain: the highest ancestor reached through dirty objects only,
+       stopping below a clean one or the root */
+    std::uint32_t top = index;
     for(IndexType p = _objects[index].parent; p != 0 && _dirty[p]; p = _objects[p].parent)
-        chain.push_back(p);
-    for(std::size_t k = chain.size(); k-- > 0; ) {
-        const IndexType i = chain[k];
+        top = p;
+    /* Then down again without remembering the chain: the next object on the way is the child
+       of the current one whose subtree holds the index, found by stepping over the subtrees of
+       its elder siblings. Every object passed is an ancestor of the index and dirty. */
+    for(std::uint32_t i = top; ; ) {
         const IndexType parent = _objects[i].parent;
         if(parent == 0) {
             _world[i] = _local[i];
             _worldScaling[i] = _localScaling[i];
         } else Implementation::concatenateScaled(_world[parent], _worldScaling[parent], _local[i], _localScaling[i], _world[i], _worldScaling[i]);
+        _dirty.reset(i);
+        if(i == index) break;
+        std::uint32_t child = i + 1;
+        while(child + _objects[child].descendants < index)
+            child += std::uint32_t{_objects[child].descendants} + 1;
+        i = child;
     }
-    for(const IndexType i: chain) _dirty.reset(i);
 }
 
 void SceneGraph::concatenate(const DualQuaternion& parent, const Vector3& parentScaling, const DualQuaternion& child, const Vector3& childScaling, DualQuaternion& out, Vector3& outScaling) {
@@ -514,6 +530,8 @@ void SceneGraph::addComponent(const Id object, const std::uint8_t managerIndex, 
     QUILLMARSH_ASSERT(managerIndex < managerCount(),
         "SceneGraph::addComponent(): manager index" << managerIndex << "out of range for" << managerCount() << "managers", );
     if(componentCount() == componentCapacity()) {
+        QUILLMARSH_ASSERT(componentCapacity() < MaxCapacity,
+            "SceneGraph::addComponent(): capacity exhausted, a scene graph lists at most" << MaxCapacity << "components", );
         QUILLMARSH_WARNING("SceneGraph::addComponent(): on the fly allocation was required");
         ensureAdditionalCapacityOf(0, 1, 64);
     }
@@ -587,8 +605,13 @@ void SceneGraph::ensureAdditionalCapacityOf(const std::uint16_t objects, const s
     const std::int32_t spareComponents = std::int32_t{componentCapacity()} - componentCount();
     const std::int32_t needComponents = std::max(std::int32_t{components} - spareComponents, 0);
     if(!needObjects && !needComponents) return;
-    reallocateCapacity(std::uint32_t(std::max<std::int32_t>(spareObjects + needObjects, minimumGrowth)),
-        std::uint32_t(std::max<std::int32_t>(spareComponents + needComponents, minimumGrowth)));
+    /* The minimum growth is a wish, the needs are not: near the 16-bit limit the wish shrinks
+       to what is left, so growing the one list never fails for the other's sake */
+    const auto grown = [&](std::int32_t inUse, std::int32_t spare, std::int32_t need) {
+        const std::int32_t wanted = std::max<std::int32_t>(spare + need, minimumGrowth);
+        return std::uint32_t(std::max(std::min<std::int32_t>(wanted, std::int32_t{MaxCapacity} - inUse), spare + need));
+    };
+    reallocateCapacity(grown(size(), spareObjects, needObjects), grown(componentCount(), spareComponents, needComponents));
 }
 
 void SceneGraph::reallocateCapacity(const std::uint32_t spareObjects, const std::uint32_t spareComponents) {
@@ -598,7 +621,7 @@ void SceneGraph::reallocateCapacity(const std::uint32_t spareObjects, const std:
         "SceneGraph::reallocateCapacity(): shrinking memory for components is not implemented", );
     const std::uint32_t newCapacity = size() + spareObjects;
     const std::uint32_t newComponentCapacity = componentCount() + spareComponents;
-    QUILLMARSH_ASSERT(newCapacity <= 0xffffu && newComponentCapacity <= 0xffffu,
+    QUILLMARSH_ASSERT(newCapacity <= MaxCapacity && newComponentCapacity <= MaxCapacity,
         "SceneGraph::reallocateCapacity(): capacity of" << newCapacity << "objects and" << newComponentCapacity << "components exceeds 65535", );
     tail().componentCapacity = std::uint16_t(newComponentCapacity);
     allocate(IndexType(newCapacity));

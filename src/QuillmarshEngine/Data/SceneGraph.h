@@ -12,6 +12,7 @@
 #include <string_view>
 #include <vector>
 
+#include "QuillmarshEngine/Assert.h"
 #include "QuillmarshEngine/Data/ObjectData.h"
 #include "QuillmarshEngine/Data/SparseLayer.h"
 #include "QuillmarshEngine/Function.h"
@@ -39,15 +40,31 @@ class ComponentManager;
  * component list (`[componentsOffsets[id], componentsOffsets[id + 1])`) and the list itself
  * (component id and manager slot of each entry).
  *
+ * World transformations compose scaled dual quaternions (@ref concatenate()): an object whose
+ * parent is the root takes its local transformation and scaling as they are; otherwise, when the
+ * parent's world scaling is (1, 1, 1) (each component equal to 1, or within a relative 1e-5 of
+ * it: |s - 1|/(|s| + 1) < 1e-5), world = parent world × local and world scaling = local scaling.
+ * Else the child's translation t = 2 × dual × conjugate(real) is scaled component-wise by the
+ * parent's world scaling, the child is rebuilt with the same rotation and dual part
+ * ½ · (t, 0) × real, world = parent world × rebuilt child, and world scaling = parent world
+ * scaling × local scaling component-wise. Scaling never enters the rotation: a non-uniform parent
+ * scaling stretches the offsets of its children, not their orientation.
+ *
  * Ids are stable; indices change with @ref addObject(), @ref reparent() and
  * @ref deleteObjects(). Views and references into columns die with the next growth. Misuse
  * (invalid ids, exhausted capacity of the unsafe form, moving the root) prints the reason and
- * aborts; growth on demand prints a warning. Not thread-safe: one thread drives a scene.
+ * aborts; growth on demand prints a warning. The index accessors of the hot paths (hierarchy
+ * fields, flags, transformations) are unchecked in release builds and check the index against
+ * @ref size() in debug builds (see @ref QUILLMARSH_DEBUG_ASSERT). Not thread-safe: one thread
+ * drives a scene.
  */
 class QUILLMARSH_EXPORT SceneGraph: public SparseArray {
     public:
         /** @brief Hierarchy record of one object */
         typedef Data::ObjectData ObjectData;
+
+        /** @brief Most objects, and most listed components, a scene graph holds: both are counted in 16 bits */
+        static constexpr std::uint32_t MaxCapacity = 65535;
 
         /** @brief Called for every component @ref deleteObjects() deletes, with (manager slot, component id) */
         typedef Function<void(std::uint8_t, Id)> ComponentDeletedCallback;
@@ -93,8 +110,9 @@ class QUILLMARSH_EXPORT SceneGraph: public SparseArray {
          * @brief Add an object as the last child of @p parent
          *
          * Grows by 64 objects with the warning "SceneGraph::addObject(): on the fly allocation
-         * was required" when full. The new object sits directly after the parent's previous
-         * subtree; later indices shift by one. Expects a live @p parent.
+         * was required" when full, by less when that would pass 65535 objects; a full graph of
+         * 65535 objects aborts before growing. The new object sits directly after the parent's
+         * previous subtree; later indices shift by one. Expects a live @p parent.
          */
         Id addObject(Id parent = Id{});
 
@@ -164,99 +182,138 @@ class QUILLMARSH_EXPORT SceneGraph: public SparseArray {
         void allocate(IndexType capacity) override;
 
         /** @brief Hierarchy records of all slots */
-        std::span<const ObjectData> objects() const { return _objects; }
+        [[nodiscard]] std::span<const ObjectData> objects() const { return _objects; }
 
-        /** @brief Index of the parent of the object at @p index */
-        IndexType parentIndex(IndexType index) const { return _objects[index].parent; }
+        /** @brief Index of the parent of the object at @p index; unchecked in release builds */
+        [[nodiscard]] IndexType parentIndex(IndexType index) const {
+            QUILLMARSH_DEBUG_ASSERT(index < size(), "SceneGraph::parentIndex(): index" << index << "out of range for" << size() << "objects", {});
+            return _objects[index].parent;
+        }
 
-        /** @brief Number of direct children of the object at @p index */
-        IndexType childrenCount(IndexType index) const { return _objects[index].children; }
+        /** @brief Number of direct children of the object at @p index; unchecked in release builds */
+        [[nodiscard]] IndexType childrenCount(IndexType index) const {
+            QUILLMARSH_DEBUG_ASSERT(index < size(), "SceneGraph::childrenCount(): index" << index << "out of range for" << size() << "objects", {});
+            return _objects[index].children;
+        }
 
-        /** @brief Number of all descendants of the object at @p index */
-        IndexType descendantsCount(IndexType index) const { return _objects[index].descendants; }
+        /** @brief Number of all descendants of the object at @p index; unchecked in release builds */
+        [[nodiscard]] IndexType descendantsCount(IndexType index) const {
+            QUILLMARSH_DEBUG_ASSERT(index < size(), "SceneGraph::descendantsCount(): index" << index << "out of range for" << size() << "objects", {});
+            return _objects[index].descendants;
+        }
 
-        /** @brief Whether @p child is a direct child of @p parent */
-        bool isParent(Id parent, Id child) const;
-        /** @brief Whether the object at @p child is a direct child of the object at @p parent */
-        bool isParent(IndexType parent, IndexType child) const;
+        /**
+         * @brief Whether the parent field of @p child is @p parent
+         *
+         * Exactly the parent field: the root's is 0, so `isParent(0, 0)` is true. Ask
+         * `child != 0 && isParent(parent, child)` for a real child.
+         */
+        [[nodiscard]] bool isParent(Id parent, Id child) const;
+        /** @brief Whether the parent field of the object at @p child is @p parent; unchecked in release builds */
+        [[nodiscard]] bool isParent(IndexType parent, IndexType child) const;
 
         /** @brief Whether @p ancestor is above @p object (never for the object itself) */
-        bool isAncestor(Id ancestor, Id object) const;
-        /** @brief Whether a < b ≤ a + descendants(a) */
-        bool isAncestor(IndexType a, IndexType b) const;
+        [[nodiscard]] bool isAncestor(Id ancestor, Id object) const;
+        /** @brief Whether a < b ≤ a + descendants(a); unchecked in release builds */
+        [[nodiscard]] bool isAncestor(IndexType a, IndexType b) const;
 
         /** @brief Whether @p id names a live object */
-        bool isAlive(Id id) const { return id < capacity() && indexOf(id) < size() && idOf(indexOf(id)) == id; }
+        [[nodiscard]] bool isAlive(Id id) const { return id < capacity() && indexOf(id) < size() && idOf(indexOf(id)) == id; }
 
         /** @} */
 
         /** @name Flags */
         /** @{ */
 
-        /** @brief Whether the world transformation of the object at @p index is out of date */
-        bool isDirty(IndexType index) const { return _dirty[index]; }
+        /** @brief Whether the world transformation of the object at @p index is out of date; unchecked in release builds */
+        [[nodiscard]] bool isDirty(IndexType index) const {
+            QUILLMARSH_DEBUG_ASSERT(index < size(), "SceneGraph::isDirty(): index" << index << "out of range for" << size() << "objects", {});
+            return _dirty[index];
+        }
 
-        /** @brief Mark the object at @p index and its subtree dirty and changed */
+        /** @brief Mark the object at @p index and its subtree dirty and changed; unchecked in release builds */
         void setDirty(IndexType index);
 
-        /** @brief Mark the subtree below the object at @p index dirty and changed */
+        /** @brief Mark the subtree below the object at @p index dirty and changed; unchecked in release builds */
         void setChildrenDirty(IndexType index);
 
-        /** @brief Whether the object at @p index changed since @ref resetChanged() */
-        bool isChanged(IndexType index) const { return _changed[index]; }
+        /** @brief Whether the object at @p index changed since @ref resetChanged(); unchecked in release builds */
+        [[nodiscard]] bool isChanged(IndexType index) const {
+            QUILLMARSH_DEBUG_ASSERT(index < size(), "SceneGraph::isChanged(): index" << index << "out of range for" << size() << "objects", {});
+            return _changed[index];
+        }
 
-        /** @brief Mark the object at @p index and its subtree changed */
+        /** @brief Mark the object at @p index and its subtree changed; unchecked in release builds */
         void setChanged(IndexType index);
 
         /** @brief Clear every changed bit */
         void resetChanged();
 
         /** @brief Dirty bits, one per index; invalidated by growth */
-        Utils::BitSetView dirtyBits() const { return _dirty; }
+        [[nodiscard]] Utils::BitSetView dirtyBits() const { return _dirty; }
 
         /** @brief Changed bits, one per index; invalidated by growth */
-        Utils::BitSetView changedBits() const { return _changed; }
+        [[nodiscard]] Utils::BitSetView changedBits() const { return _changed; }
 
         /** @} */
 
         /** @name Transformations */
         /** @{ */
 
-        /** @brief Local transformation of the object at @p index */
-        const DualQuaternion& localTransformation(IndexType index) const { return _local[index]; }
+        /** @brief Local transformation of the object at @p index; unchecked in release builds */
+        [[nodiscard]] const DualQuaternion& localTransformation(IndexType index) const {
+            QUILLMARSH_DEBUG_ASSERT(index < size(), "SceneGraph::localTransformation(): index" << index << "out of range for" << size() << "objects", _local[0]);
+            return _local[index];
+        }
 
         /**
          * @brief Set the local transformation of the object at @p index
          *
          * Does not mark the object dirty; call @ref setDirty() once after changing an object.
+         * Unchecked in release builds.
          */
-        void setLocalTransformation(IndexType index, const DualQuaternion& transformation) { _local[index] = transformation; }
+        void setLocalTransformation(IndexType index, const DualQuaternion& transformation) {
+            QUILLMARSH_DEBUG_ASSERT(index < size(), "SceneGraph::setLocalTransformation(): index" << index << "out of range for" << size() << "objects", );
+            _local[index] = transformation;
+        }
 
-        /** @brief Local scaling of the object at @p index */
-        const Vector3& localScaling(IndexType index) const { return _localScaling[index]; }
+        /** @brief Local scaling of the object at @p index; unchecked in release builds */
+        [[nodiscard]] const Vector3& localScaling(IndexType index) const {
+            QUILLMARSH_DEBUG_ASSERT(index < size(), "SceneGraph::localScaling(): index" << index << "out of range for" << size() << "objects", _localScaling[0]);
+            return _localScaling[index];
+        }
 
-        /** @brief Set the local scaling of the object at @p index; does not mark it dirty */
-        void setLocalScaling(IndexType index, const Vector3& scaling) { _localScaling[index] = scaling; }
+        /** @brief Set the local scaling of the object at @p index; does not mark it dirty, unchecked in release builds */
+        void setLocalScaling(IndexType index, const Vector3& scaling) {
+            QUILLMARSH_DEBUG_ASSERT(index < size(), "SceneGraph::setLocalScaling(): index" << index << "out of range for" << size() << "objects", );
+            _localScaling[index] = scaling;
+        }
 
-        /** @brief World transformation of the object at @p index, as of the last computation */
-        const DualQuaternion& worldTransformation(IndexType index) const { return _world[index]; }
+        /** @brief World transformation of the object at @p index, as of the last computation; unchecked in release builds */
+        [[nodiscard]] const DualQuaternion& worldTransformation(IndexType index) const {
+            QUILLMARSH_DEBUG_ASSERT(index < size(), "SceneGraph::worldTransformation(): index" << index << "out of range for" << size() << "objects", _world[0]);
+            return _world[index];
+        }
 
-        /** @brief World scaling of the object at @p index, as of the last computation */
-        const Vector3& worldScaling(IndexType index) const { return _worldScaling[index]; }
+        /** @brief World scaling of the object at @p index, as of the last computation; unchecked in release builds */
+        [[nodiscard]] const Vector3& worldScaling(IndexType index) const {
+            QUILLMARSH_DEBUG_ASSERT(index < size(), "SceneGraph::worldScaling(): index" << index << "out of range for" << size() << "objects", _worldScaling[0]);
+            return _worldScaling[index];
+        }
 
         /** @brief Local transformations of all slots; invalidated by growth */
-        std::span<DualQuaternion> localTransformations() { return _local; }
-        std::span<const DualQuaternion> localTransformations() const { return _local; }
+        [[nodiscard]] std::span<DualQuaternion> localTransformations() { return _local; }
+        [[nodiscard]] std::span<const DualQuaternion> localTransformations() const { return _local; }
 
         /** @brief Local scalings of all slots; invalidated by growth */
-        std::span<Vector3> localScalings() { return _localScaling; }
-        std::span<const Vector3> localScalings() const { return _localScaling; }
+        [[nodiscard]] std::span<Vector3> localScalings() { return _localScaling; }
+        [[nodiscard]] std::span<const Vector3> localScalings() const { return _localScaling; }
 
         /** @brief World transformations of all slots; invalidated by growth */
-        std::span<const DualQuaternion> worldTransformations() const { return _world; }
+        [[nodiscard]] std::span<const DualQuaternion> worldTransformations() const { return _world; }
 
         /** @brief World scalings of all slots; invalidated by growth */
-        std::span<const Vector3> worldScalings() const { return _worldScaling; }
+        [[nodiscard]] std::span<const Vector3> worldScalings() const { return _worldScaling; }
 
         /**
          * @brief Bring every dirty object's world transformation up to date
@@ -265,10 +322,24 @@ class QUILLMARSH_EXPORT SceneGraph: public SparseArray {
          */
         void computeAbsoluteTransformations();
 
-        /** @brief Bring one object's world transformation up to date, with its dirty ancestors */
+        /**
+         * @brief Bring one object's world transformation up to date, with its dirty ancestors
+         *
+         * Walks up to the highest dirty ancestor whose parent is clean or the root and then back
+         * down, computing and clearing each object on the way; allocates nothing. Unchecked in
+         * release builds.
+         */
         void computeAbsoluteTransformation(IndexType index);
 
-        /** @brief Scaled dual-quaternion composition, see the class documentation */
+        /**
+         * @brief Scaled dual-quaternion composition
+         *
+         * With @p parentScaling (1, 1, 1) under the fuzzy comparison of the class documentation,
+         * @p out = @p parent × @p child and @p outScaling = @p childScaling. Otherwise the child's
+         * translation is scaled component-wise by @p parentScaling before the product and
+         * @p outScaling = @p parentScaling × @p childScaling. The rotation is never scaled.
+         * @p out may alias neither input.
+         */
         static void concatenate(const DualQuaternion& parent, const Vector3& parentScaling, const DualQuaternion& child, const Vector3& childScaling, DualQuaternion& out, Vector3& outScaling);
 
         /** @brief Copy the local transformation and scaling of @p from to @p to; marks nothing dirty */
@@ -280,13 +351,13 @@ class QUILLMARSH_EXPORT SceneGraph: public SparseArray {
         /** @{ */
 
         /** @brief Number of manager slots */
-        std::uint16_t managerCount() const;
+        [[nodiscard]] std::uint16_t managerCount() const;
 
         /** @brief Entries of the component list in use */
-        std::uint16_t componentCount() const;
+        [[nodiscard]] std::uint16_t componentCount() const;
 
         /** @brief Entries the component list can hold */
-        std::uint16_t componentCapacity() const;
+        [[nodiscard]] std::uint16_t componentCapacity() const;
 
         /**
          * @brief Register @p manager in slot @p index under @p name
@@ -297,10 +368,10 @@ class QUILLMARSH_EXPORT SceneGraph: public SparseArray {
         void setComponentManager(std::uint16_t index, std::string_view name, ComponentManager* manager);
 
         /** @brief Manager in slot @p index, or `nullptr` */
-        ComponentManager* componentManager(std::uint16_t index) const;
+        [[nodiscard]] ComponentManager* componentManager(std::uint16_t index) const;
 
         /** @brief Name of slot @p index, empty when none was given */
-        std::string_view componentManagerName(std::uint16_t index) const;
+        [[nodiscard]] std::string_view componentManagerName(std::uint16_t index) const;
 
         /**
          * @brief List a component at the end of @p object's run
@@ -320,13 +391,13 @@ class QUILLMARSH_EXPORT SceneGraph: public SparseArray {
         void deleteComponents(std::uint8_t managerIndex);
 
         /** @brief Component ids in @p object's run */
-        std::span<const Id> componentIds(Id object) const;
+        [[nodiscard]] std::span<const Id> componentIds(Id object) const;
 
         /** @brief Manager slots in @p object's run, parallel to @ref componentIds() */
-        std::span<const std::uint8_t> componentManagerIndices(Id object) const;
+        [[nodiscard]] std::span<const std::uint8_t> componentManagerIndices(Id object) const;
 
         /** @brief Run starts per object id, capacity + 1 entries */
-        std::span<const std::uint16_t> componentsOffsets() const { return _componentsOffsets; }
+        [[nodiscard]] std::span<const std::uint16_t> componentsOffsets() const { return _componentsOffsets; }
 
         /**
          * @brief Make sure of spare room for @p objects objects and @p components components
@@ -361,7 +432,7 @@ class QUILLMARSH_EXPORT SceneGraph: public SparseArray {
         void deactivate();
 
         /** @brief Whether the scene is active */
-        bool activated() const { return _active; }
+        [[nodiscard]] bool activated() const { return _active; }
 
         /** @} */
 
@@ -372,7 +443,7 @@ class QUILLMARSH_EXPORT SceneGraph: public SparseArray {
          * component runs. Returns an empty string when all hold, else a description of the first
          * violation.
          */
-        std::string checkInvariants() const;
+        [[nodiscard]] std::string checkInvariants() const;
 
         /* Hooks of the owner pseudo-column, called by the layout */
         std::size_t layerSize(IndexType capacity) const;

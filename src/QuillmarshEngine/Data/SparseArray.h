@@ -10,6 +10,7 @@
 #include <span>
 #include <vector>
 
+#include "QuillmarshEngine/Assert.h"
 #include "QuillmarshEngine/Data/Id.h"
 #include "QuillmarshEngine/Utils/MemoryPartition.h"
 #include "QuillmarshEngine/visibility.h"
@@ -172,31 +173,37 @@ class QUILLMARSH_EXPORT SparseArray {
          *
          * A never-used id is not deleted. Expects @p id to be below the capacity.
          */
-        bool isDeleted(Id id) const;
+        [[nodiscard]] bool isDeleted(Id id) const;
 
         /** @brief Number of slots */
-        IndexType capacity() const { return header().capacity; }
+        [[nodiscard]] IndexType capacity() const { return header().capacity; }
 
         /** @brief Number of live elements */
-        IndexType size() const { return header().size; }
+        [[nodiscard]] IndexType size() const { return header().size; }
 
         /** @brief Number of slots whose id mapping has been set up */
-        IndexType initializedCount() const { return header().initializedCount; }
+        [[nodiscard]] IndexType initializedCount() const { return header().initializedCount; }
 
         /** @brief Header size in bytes, tail included */
-        std::uint32_t headerSize() const { return header().headerSize; }
+        [[nodiscard]] std::uint32_t headerSize() const { return header().headerSize; }
 
-        /** @brief Index of @p id; not checked */
-        IndexType indexOf(Id id) const { return _indirection[id]; }
+        /** @brief Index of @p id; unchecked in release builds, expects @p id below the capacity */
+        [[nodiscard]] IndexType indexOf(Id id) const {
+            QUILLMARSH_DEBUG_ASSERT(id < capacity(), "SparseArray::indexOf(): id" << id.value << "out of range for a capacity of" << capacity(), {});
+            return _indirection[id];
+        }
 
-        /** @brief Id at @p index; not checked */
-        Id idOf(IndexType index) const { return _indirectionReverse[index]; }
+        /** @brief Id at @p index; unchecked in release builds, expects @p index below the capacity */
+        [[nodiscard]] Id idOf(IndexType index) const {
+            QUILLMARSH_DEBUG_ASSERT(index < capacity(), "SparseArray::idOf(): index" << index << "out of range for a capacity of" << capacity(), {});
+            return _indirectionReverse[index];
+        }
 
         /** @brief Id→index table, capacity entries */
-        std::span<const std::uint16_t> indirection() const { return _indirection; }
+        [[nodiscard]] std::span<const std::uint16_t> indirection() const { return _indirection; }
 
         /** @brief Index→id table, capacity entries */
-        std::span<const Id> indirectionReverse() const { return _indirectionReverse; }
+        [[nodiscard]] std::span<const Id> indirectionReverse() const { return _indirectionReverse; }
 
         /** @brief The whole block */
         std::span<const char> data() const { return _data; }

@@ -107,7 +107,8 @@ template<class T> class Matrix4: public Matrix<4, T> {
          * @brief Perspective projection from the @p size of the near plane
          *
          * `far` may be infinite, giving `m[2][2] = -1` and `m[3][2] = -2*near`; otherwise
-         * `m[2][2] = (far + near)/(near - far)` and `m[3][2] = 2*far*near/(near - far)`.
+         * `m[2][2] = (far + near)*zScale` and `m[3][2] = 2*far*near*zScale` with
+         * `zScale = 1/(near - far)`, the math library's order of operations.
          */
         static Matrix4<T> perspectiveProjection(const Vector<2, T>& size, T near, T far) {
             const Vector2<T> xyScale = T(2)*near/Vector2<T>{size};
@@ -117,11 +118,13 @@ template<class T> class Matrix4: public Matrix<4, T> {
          * @brief Perspective projection from a horizontal field of view
          *
          * @p fov is the horizontal angle in radians, @p aspectRatio width over height; the near
-         * plane is `2*near*tan(fov/2)*(1, 1/aspectRatio)` in size.
+         * plane is `2*near*tan(fov/2)*(1, 1/aspectRatio)` in size, computed in this order and
+         * with the reciprocal of the aspect ratio, so that the results are bit-identical to the
+         * math library's.
          */
         static Matrix4<T> perspectiveProjection(T fov, T aspectRatio, T near, T far) {
-            const T xyScale = T(2)*T(std::tan(fov*T(0.5)))*near;
-            return perspectiveProjection(Vector2<T>{xyScale, xyScale/aspectRatio}, near, far);
+            const T size = T(2)*near*T(std::tan(fov*T(0.5)));
+            return perspectiveProjection(Vector2<T>{size, size*(T(1)/aspectRatio)}, near, far);
         }
         /** @brief Off-centre perspective projection with the near plane from @p bottomLeft to @p topRight */
         static Matrix4<T> perspectiveProjection(const Vector<2, T>& bottomLeft, const Vector<2, T>& topRight, T near, T far) {
@@ -214,9 +217,11 @@ template<class T> class Matrix4: public Matrix<4, T> {
                 m22 = T(-1);
                 m32 = T(-2)*near;
             } else {
-                const T planeDifference = near - far;
-                m22 = (far + near)/planeDifference;
-                m32 = T(2)*far*near/planeDifference;
+                /* Through the reciprocal, as the math library does: dividing twice would differ
+                   from its results in the last bit */
+                const T zScale = T(1)/(near - far);
+                m22 = (far + near)*zScale;
+                m32 = T(2)*far*near*zScale;
             }
             return {{xyScale[0], T(0), T(0), T(0)}, {T(0), xyScale[1], T(0), T(0)},
                     {offset[0], offset[1], m22, T(-1)}, {T(0), T(0), m32, T(0)}};

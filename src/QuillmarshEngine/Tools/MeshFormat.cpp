@@ -643,6 +643,13 @@ Utils::Result<Trade::MeshData> decompressMesh(const Data::MeshData& data) {
             return Result::fail("index data too small for " + std::to_string(indexCount) + " indices");
         indices.assign(stored.begin(), stored.begin() + std::ptrdiff_t(indexCount*indexSize));
     }
+    /* A renderer reads the vertex an index names without checking */
+    for(std::uint32_t i = 0; i != indexCount; ++i) {
+        std::uint32_t value = 0;
+        std::memcpy(&value, indices.data() + std::size_t(i)*indexSize, indexSize);
+        if(value >= vertexCount)
+            return Result::fail("index " + std::to_string(i) + " of value " + std::to_string(value) + " points past the " + std::to_string(vertexCount) + " vertices");
+    }
     const Trade::MeshIndexData indexView{indexType, indices};
     return Trade::MeshData{Trade::MeshPrimitive::Triangles, std::move(indices), indexView, std::move(vertices), std::move(attributes), vertexCount};
 }

@@ -179,8 +179,9 @@ QUILLMARSH_EXPORT std::vector<char> compressMeshIndexData(const Trade::MeshData&
 /**
  * @brief Owned mesh from a mesh chunk payload, decompressing what its flags say is compressed
  *
- * Untrusted input: a record that does not decode, or whose attributes do not fit the decoded
- * vertices, gives an error naming the fault instead of aborting. Check the chunk with
+ * Untrusted input: a record that does not decode, whose attributes do not fit the decoded
+ * vertices or whose indices name vertices past the vertex count gives an error naming the fault
+ * instead of aborting. Check the chunk with
  * @ref Data::validateAssetData() first for the other fields.
  */
 QUILLMARSH_EXPORT Utils::Result<Trade::MeshData> decompressMesh(const Data::MeshData& data);

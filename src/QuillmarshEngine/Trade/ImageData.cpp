@@ -1,125 +1,231 @@
 #include "QuillmarshEngine/Trade/ImageData.h"
 
+#include <iterator>
+
 #include "QuillmarshEngine/Assert.h"
 #include "QuillmarshEngine/Trade/TextureData.h"
 
 namespace QuillmarshEngine { namespace Trade {
 
-std::uint32_t pixelFormatSize(PixelFormat format) {
-    switch(format) {
-        case PixelFormat::R8Unorm: return 1;
-        case PixelFormat::RG8Unorm: return 2;
-        case PixelFormat::RGB8Unorm: return 3;
-        case PixelFormat::RGBA8Unorm: return 4;
-        case PixelFormat::R8Snorm: return 1;
-        case PixelFormat::RG8Snorm: return 2;
-        case PixelFormat::RGB8Snorm: return 3;
-        case PixelFormat::RGBA8Snorm: return 4;
-        case PixelFormat::R8Srgb: return 1;
-        case PixelFormat::RG8Srgb: return 2;
-        case PixelFormat::RGB8Srgb: return 3;
-        case PixelFormat::RGBA8Srgb: return 4;
-        case PixelFormat::R8UI: return 1;
-        case PixelFormat::RG8UI: return 2;
-        case PixelFormat::RGB8UI: return 3;
-        case PixelFormat::RGBA8UI: return 4;
-        case PixelFormat::R8I: return 1;
-        case PixelFormat::RG8I: return 2;
-        case PixelFormat::RGB8I: return 3;
-        case PixelFormat::RGBA8I: return 4;
-        case PixelFormat::R16Unorm: return 2;
-        case PixelFormat::RG16Unorm: return 4;
-        case PixelFormat::RGB16Unorm: return 6;
-        case PixelFormat::RGBA16Unorm: return 8;
-        case PixelFormat::R16Snorm: return 2;
-        case PixelFormat::RG16Snorm: return 4;
-        case PixelFormat::RGB16Snorm: return 6;
-        case PixelFormat::RGBA16Snorm: return 8;
-        case PixelFormat::R16UI: return 2;
-        case PixelFormat::RG16UI: return 4;
-        case PixelFormat::RGB16UI: return 6;
-        case PixelFormat::RGBA16UI: return 8;
-        case PixelFormat::R16I: return 2;
-        case PixelFormat::RG16I: return 4;
-        case PixelFormat::RGB16I: return 6;
-        case PixelFormat::RGBA16I: return 8;
-        case PixelFormat::R32UI: return 4;
-        case PixelFormat::RG32UI: return 8;
-        case PixelFormat::RGB32UI: return 12;
-        case PixelFormat::RGBA32UI: return 16;
-        case PixelFormat::R32I: return 4;
-        case PixelFormat::RG32I: return 8;
-        case PixelFormat::RGB32I: return 12;
-        case PixelFormat::RGBA32I: return 16;
-        case PixelFormat::R16F: return 2;
-        case PixelFormat::RG16F: return 4;
-        case PixelFormat::RGB16F: return 6;
-        case PixelFormat::RGBA16F: return 8;
-        case PixelFormat::R32F: return 4;
-        case PixelFormat::RG32F: return 8;
-        case PixelFormat::RGB32F: return 12;
-        case PixelFormat::RGBA32F: return 16;
-    }
-    QUILLMARSH_ASSERT(false, "Trade::pixelFormatSize(): invalid format" << format, {});
-    return 0;
+namespace {
+
+/* Indexed by the format's value minus 1 */
+constexpr struct {
+    const char* name;
+    std::uint32_t size;
+} PixelFormats[]{
+    {"R8Unorm", 1},
+    {"RG8Unorm", 2},
+    {"RGB8Unorm", 3},
+    {"RGBA8Unorm", 4},
+    {"R8Snorm", 1},
+    {"RG8Snorm", 2},
+    {"RGB8Snorm", 3},
+    {"RGBA8Snorm", 4},
+    {"R8Srgb", 1},
+    {"RG8Srgb", 2},
+    {"RGB8Srgb", 3},
+    {"RGBA8Srgb", 4},
+    {"R8UI", 1},
+    {"RG8UI", 2},
+    {"RGB8UI", 3},
+    {"RGBA8UI", 4},
+    {"R8I", 1},
+    {"RG8I", 2},
+    {"RGB8I", 3},
+    {"RGBA8I", 4},
+    {"R16Unorm", 2},
+    {"RG16Unorm", 4},
+    {"RGB16Unorm", 6},
+    {"RGBA16Unorm", 8},
+    {"R16Snorm", 2},
+    {"RG16Snorm", 4},
+    {"RGB16Snorm", 6},
+    {"RGBA16Snorm", 8},
+    {"R16UI", 2},
+    {"RG16UI", 4},
+    {"RGB16UI", 6},
+    {"RGBA16UI", 8},
+    {"R16I", 2},
+    {"RG16I", 4},
+    {"RGB16I", 6},
+    {"RGBA16I", 8},
+    {"R32UI", 4},
+    {"RG32UI", 8},
+    {"RGB32UI", 12},
+    {"RGBA32UI", 16},
+    {"R32I", 4},
+    {"RG32I", 8},
+    {"RGB32I", 12},
+    {"RGBA32I", 16},
+    {"R16F", 2},
+    {"RG16F", 4},
+    {"RGB16F", 6},
+    {"RGBA16F", 8},
+    {"R32F", 4},
+    {"RG32F", 8},
+    {"RGB32F", 12},
+    {"RGBA32F", 16},
+    {"Depth16Unorm", 2},
+    {"Depth24Unorm", 4},
+    {"Depth32F", 4},
+    {"Stencil8UI", 1},
+    {"Depth16UnormStencil8UI", 4},
+    {"Depth24UnormStencil8UI", 4},
+    {"Depth32FStencil8UI", 8},
+};
+
+constexpr struct {
+    const char* name;
+    std::array<std::int32_t, 3> blockSize;
+    std::uint32_t blockDataSize;
+} CompressedPixelFormats[]{
+    {"Bc1RGBUnorm", {4, 4, 1}, 8},
+    {"Bc1RGBSrgb", {4, 4, 1}, 8},
+    {"Bc1RGBAUnorm", {4, 4, 1}, 8},
+    {"Bc1RGBASrgb", {4, 4, 1}, 8},
+    {"Bc2RGBAUnorm", {4, 4, 1}, 16},
+    {"Bc2RGBASrgb", {4, 4, 1}, 16},
+    {"Bc3RGBAUnorm", {4, 4, 1}, 16},
+    {"Bc3RGBASrgb", {4, 4, 1}, 16},
+    {"Bc4RUnorm", {4, 4, 1}, 8},
+    {"Bc4RSnorm", {4, 4, 1}, 8},
+    {"Bc5RGUnorm", {4, 4, 1}, 16},
+    {"Bc5RGSnorm", {4, 4, 1}, 16},
+    {"Bc6hRGBUfloat", {4, 4, 1}, 16},
+    {"Bc6hRGBSfloat", {4, 4, 1}, 16},
+    {"Bc7RGBAUnorm", {4, 4, 1}, 16},
+    {"Bc7RGBASrgb", {4, 4, 1}, 16},
+    {"EacR11Unorm", {4, 4, 1}, 8},
+    {"EacR11Snorm", {4, 4, 1}, 8},
+    {"EacRG11Unorm", {4, 4, 1}, 16},
+    {"EacRG11Snorm", {4, 4, 1}, 16},
+    {"Etc2RGB8Unorm", {4, 4, 1}, 8},
+    {"Etc2RGB8Srgb", {4, 4, 1}, 8},
+    {"Etc2RGB8A1Unorm", {4, 4, 1}, 8},
+    {"Etc2RGB8A1Srgb", {4, 4, 1}, 8},
+    {"Etc2RGBA8Unorm", {4, 4, 1}, 16},
+    {"Etc2RGBA8Srgb", {4, 4, 1}, 16},
+    {"Astc4x4RGBAUnorm", {4, 4, 1}, 16},
+    {"Astc4x4RGBASrgb", {4, 4, 1}, 16},
+    {"Astc4x4RGBAF", {4, 4, 1}, 16},
+    {"Astc5x4RGBAUnorm", {5, 4, 1}, 16},
+    {"Astc5x4RGBASrgb", {5, 4, 1}, 16},
+    {"Astc5x4RGBAF", {5, 4, 1}, 16},
+    {"Astc5x5RGBAUnorm", {5, 5, 1}, 16},
+    {"Astc5x5RGBASrgb", {5, 5, 1}, 16},
+    {"Astc5x5RGBAF", {5, 5, 1}, 16},
+    {"Astc6x5RGBAUnorm", {6, 5, 1}, 16},
+    {"Astc6x5RGBASrgb", {6, 5, 1}, 16},
+    {"Astc6x5RGBAF", {6, 5, 1}, 16},
+    {"Astc6x6RGBAUnorm", {6, 6, 1}, 16},
+    {"Astc6x6RGBASrgb", {6, 6, 1}, 16},
+    {"Astc6x6RGBAF", {6, 6, 1}, 16},
+    {"Astc8x5RGBAUnorm", {8, 5, 1}, 16},
+    {"Astc8x5RGBASrgb", {8, 5, 1}, 16},
+    {"Astc8x5RGBAF", {8, 5, 1}, 16},
+    {"Astc8x6RGBAUnorm", {8, 6, 1}, 16},
+    {"Astc8x6RGBASrgb", {8, 6, 1}, 16},
+    {"Astc8x6RGBAF", {8, 6, 1}, 16},
+    {"Astc8x8RGBAUnorm", {8, 8, 1}, 16},
+    {"Astc8x8RGBASrgb", {8, 8, 1}, 16},
+    {"Astc8x8RGBAF", {8, 8, 1}, 16},
+    {"Astc10x5RGBAUnorm", {10, 5, 1}, 16},
+    {"Astc10x5RGBASrgb", {10, 5, 1}, 16},
+    {"Astc10x5RGBAF", {10, 5, 1}, 16},
+    {"Astc10x6RGBAUnorm", {10, 6, 1}, 16},
+    {"Astc10x6RGBASrgb", {10, 6, 1}, 16},
+    {"Astc10x6RGBAF", {10, 6, 1}, 16},
+    {"Astc10x8RGBAUnorm", {10, 8, 1}, 16},
+    {"Astc10x8RGBASrgb", {10, 8, 1}, 16},
+    {"Astc10x8RGBAF", {10, 8, 1}, 16},
+    {"Astc10x10RGBAUnorm", {10, 10, 1}, 16},
+    {"Astc10x10RGBASrgb", {10, 10, 1}, 16},
+    {"Astc10x10RGBAF", {10, 10, 1}, 16},
+    {"Astc12x10RGBAUnorm", {12, 10, 1}, 16},
+    {"Astc12x10RGBASrgb", {12, 10, 1}, 16},
+    {"Astc12x10RGBAF", {12, 10, 1}, 16},
+    {"Astc12x12RGBAUnorm", {12, 12, 1}, 16},
+    {"Astc12x12RGBASrgb", {12, 12, 1}, 16},
+    {"Astc12x12RGBAF", {12, 12, 1}, 16},
+    {"Astc3x3x3RGBAUnorm", {3, 3, 3}, 16},
+    {"Astc3x3x3RGBASrgb", {3, 3, 3}, 16},
+    {"Astc3x3x3RGBAF", {3, 3, 3}, 16},
+    {"Astc4x3x3RGBAUnorm", {4, 3, 3}, 16},
+    {"Astc4x3x3RGBASrgb", {4, 3, 3}, 16},
+    {"Astc4x3x3RGBAF", {4, 3, 3}, 16},
+    {"Astc4x4x3RGBAUnorm", {4, 4, 3}, 16},
+    {"Astc4x4x3RGBASrgb", {4, 4, 3}, 16},
+    {"Astc4x4x3RGBAF", {4, 4, 3}, 16},
+    {"Astc4x4x4RGBAUnorm", {4, 4, 4}, 16},
+    {"Astc4x4x4RGBASrgb", {4, 4, 4}, 16},
+    {"Astc4x4x4RGBAF", {4, 4, 4}, 16},
+    {"Astc5x4x4RGBAUnorm", {5, 4, 4}, 16},
+    {"Astc5x4x4RGBASrgb", {5, 4, 4}, 16},
+    {"Astc5x4x4RGBAF", {5, 4, 4}, 16},
+    {"Astc5x5x4RGBAUnorm", {5, 5, 4}, 16},
+    {"Astc5x5x4RGBASrgb", {5, 5, 4}, 16},
+    {"Astc5x5x4RGBAF", {5, 5, 4}, 16},
+    {"Astc5x5x5RGBAUnorm", {5, 5, 5}, 16},
+    {"Astc5x5x5RGBASrgb", {5, 5, 5}, 16},
+    {"Astc5x5x5RGBAF", {5, 5, 5}, 16},
+    {"Astc6x5x5RGBAUnorm", {6, 5, 5}, 16},
+    {"Astc6x5x5RGBASrgb", {6, 5, 5}, 16},
+    {"Astc6x5x5RGBAF", {6, 5, 5}, 16},
+    {"Astc6x6x5RGBAUnorm", {6, 6, 5}, 16},
+    {"Astc6x6x5RGBASrgb", {6, 6, 5}, 16},
+    {"Astc6x6x5RGBAF", {6, 6, 5}, 16},
+    {"Astc6x6x6RGBAUnorm", {6, 6, 6}, 16},
+    {"Astc6x6x6RGBASrgb", {6, 6, 6}, 16},
+    {"Astc6x6x6RGBAF", {6, 6, 6}, 16},
+    {"PvrtcRGB2bppUnorm", {8, 4, 1}, 8},
+    {"PvrtcRGB2bppSrgb", {8, 4, 1}, 8},
+    {"PvrtcRGBA2bppUnorm", {8, 4, 1}, 8},
+    {"PvrtcRGBA2bppSrgb", {8, 4, 1}, 8},
+    {"PvrtcRGB4bppUnorm", {4, 4, 1}, 8},
+    {"PvrtcRGB4bppSrgb", {4, 4, 1}, 8},
+    {"PvrtcRGBA4bppUnorm", {4, 4, 1}, 8},
+    {"PvrtcRGBA4bppSrgb", {4, 4, 1}, 8},
+};
+
+static_assert(std::size(PixelFormats) == std::size_t(PixelFormat::Depth32FStencil8UI), "one row per pixel format");
+static_assert(std::size(CompressedPixelFormats) == std::size_t(CompressedPixelFormat::PvrtcRGBA4bppSrgb), "one row per compressed pixel format");
+
 }
 
-Debug& operator<<(Debug& debug, PixelFormat value) {
-    switch(value) {
-        case PixelFormat::R8Unorm: return Implementation::printEnumValue(debug, "PixelFormat", "R8Unorm");
-        case PixelFormat::RG8Unorm: return Implementation::printEnumValue(debug, "PixelFormat", "RG8Unorm");
-        case PixelFormat::RGB8Unorm: return Implementation::printEnumValue(debug, "PixelFormat", "RGB8Unorm");
-        case PixelFormat::RGBA8Unorm: return Implementation::printEnumValue(debug, "PixelFormat", "RGBA8Unorm");
-        case PixelFormat::R8Snorm: return Implementation::printEnumValue(debug, "PixelFormat", "R8Snorm");
-        case PixelFormat::RG8Snorm: return Implementation::printEnumValue(debug, "PixelFormat", "RG8Snorm");
-        case PixelFormat::RGB8Snorm: return Implementation::printEnumValue(debug, "PixelFormat", "RGB8Snorm");
-        case PixelFormat::RGBA8Snorm: return Implementation::printEnumValue(debug, "PixelFormat", "RGBA8Snorm");
-        case PixelFormat::R8Srgb: return Implementation::printEnumValue(debug, "PixelFormat", "R8Srgb");
-        case PixelFormat::RG8Srgb: return Implementation::printEnumValue(debug, "PixelFormat", "RG8Srgb");
-        case PixelFormat::RGB8Srgb: return Implementation::printEnumValue(debug, "PixelFormat", "RGB8Srgb");
-        case PixelFormat::RGBA8Srgb: return Implementation::printEnumValue(debug, "PixelFormat", "RGBA8Srgb");
-        case PixelFormat::R8UI: return Implementation::printEnumValue(debug, "PixelFormat", "R8UI");
-        case PixelFormat::RG8UI: return Implementation::printEnumValue(debug, "PixelFormat", "RG8UI");
-        case PixelFormat::RGB8UI: return Implementation::printEnumValue(debug, "PixelFormat", "RGB8UI");
-        case PixelFormat::RGBA8UI: return Implementation::printEnumValue(debug, "PixelFormat", "RGBA8UI");
-        case PixelFormat::R8I: return Implementation::printEnumValue(debug, "PixelFormat", "R8I");
-        case PixelFormat::RG8I: return Implementation::printEnumValue(debug, "PixelFormat", "RG8I");
-        case PixelFormat::RGB8I: return Implementation::printEnumValue(debug, "PixelFormat", "RGB8I");
-        case PixelFormat::RGBA8I: return Implementation::printEnumValue(debug, "PixelFormat", "RGBA8I");
-        case PixelFormat::R16Unorm: return Implementation::printEnumValue(debug, "PixelFormat", "R16Unorm");
-        case PixelFormat::RG16Unorm: return Implementation::printEnumValue(debug, "PixelFormat", "RG16Unorm");
-        case PixelFormat::RGB16Unorm: return Implementation::printEnumValue(debug, "PixelFormat", "RGB16Unorm");
-        case PixelFormat::RGBA16Unorm: return Implementation::printEnumValue(debug, "PixelFormat", "RGBA16Unorm");
-        case PixelFormat::R16Snorm: return Implementation::printEnumValue(debug, "PixelFormat", "R16Snorm");
-        case PixelFormat::RG16Snorm: return Implementation::printEnumValue(debug, "PixelFormat", "RG16Snorm");
-        case PixelFormat::RGB16Snorm: return Implementation::printEnumValue(debug, "PixelFormat", "RGB16Snorm");
-        case PixelFormat::RGBA16Snorm: return Implementation::printEnumValue(debug, "PixelFormat", "RGBA16Snorm");
-        case PixelFormat::R16UI: return Implementation::printEnumValue(debug, "PixelFormat", "R16UI");
-        case PixelFormat::RG16UI: return Implementation::printEnumValue(debug, "PixelFormat", "RG16UI");
-        case PixelFormat::RGB16UI: return Implementation::printEnumValue(debug, "PixelFormat", "RGB16UI");
-        case PixelFormat::RGBA16UI: return Implementation::printEnumValue(debug, "PixelFormat", "RGBA16UI");
-        case PixelFormat::R16I: return Implementation::printEnumValue(debug, "PixelFormat", "R16I");
-        case PixelFormat::RG16I: return Implementation::printEnumValue(debug, "PixelFormat", "RG16I");
-        case PixelFormat::RGB16I: return Implementation::printEnumValue(debug, "PixelFormat", "RGB16I");
-        case PixelFormat::RGBA16I: return Implementation::printEnumValue(debug, "PixelFormat", "RGBA16I");
-        case PixelFormat::R32UI: return Implementation::printEnumValue(debug, "PixelFormat", "R32UI");
-        case PixelFormat::RG32UI: return Implementation::printEnumValue(debug, "PixelFormat", "RG32UI");
-        case PixelFormat::RGB32UI: return Implementation::printEnumValue(debug, "PixelFormat", "RGB32UI");
-        case PixelFormat::RGBA32UI: return Implementation::printEnumValue(debug, "PixelFormat", "RGBA32UI");
-        case PixelFormat::R32I: return Implementation::printEnumValue(debug, "PixelFormat", "R32I");
-        case PixelFormat::RG32I: return Implementation::printEnumValue(debug, "PixelFormat", "RG32I");
-        case PixelFormat::RGB32I: return Implementation::printEnumValue(debug, "PixelFormat", "RGB32I");
-        case PixelFormat::RGBA32I: return Implementation::printEnumValue(debug, "PixelFormat", "RGBA32I");
-        case PixelFormat::R16F: return Implementation::printEnumValue(debug, "PixelFormat", "R16F");
-        case PixelFormat::RG16F: return Implementation::printEnumValue(debug, "PixelFormat", "RG16F");
-        case PixelFormat::RGB16F: return Implementation::printEnumValue(debug, "PixelFormat", "RGB16F");
-        case PixelFormat::RGBA16F: return Implementation::printEnumValue(debug, "PixelFormat", "RGBA16F");
-        case PixelFormat::R32F: return Implementation::printEnumValue(debug, "PixelFormat", "R32F");
-        case PixelFormat::RG32F: return Implementation::printEnumValue(debug, "PixelFormat", "RG32F");
-        case PixelFormat::RGB32F: return Implementation::printEnumValue(debug, "PixelFormat", "RGB32F");
-        case PixelFormat::RGBA32F: return Implementation::printEnumValue(debug, "PixelFormat", "RGBA32F");
-    }
-    return Implementation::printUnknownEnum(debug, "PixelFormat", std::uint32_t(value));
+bool isPixelFormatKnown(const PixelFormat format) {
+    return std::uint32_t(format) - 1 < std::size(PixelFormats);
+}
+
+std::uint32_t pixelFormatSize(const PixelFormat format) {
+    QUILLMARSH_ASSERT(isPixelFormatKnown(format), "Trade::pixelFormatSize(): invalid format" << format, {});
+    return PixelFormats[std::uint32_t(format) - 1].size;
+}
+
+Debug& operator<<(Debug& debug, const PixelFormat value) {
+    if(!isPixelFormatKnown(value))
+        return Implementation::printUnknownEnum(debug, "PixelFormat", std::uint32_t(value));
+    return Implementation::printEnumValue(debug, "PixelFormat", PixelFormats[std::uint32_t(value) - 1].name);
+}
+
+bool isCompressedPixelFormatKnown(const CompressedPixelFormat format) {
+    return std::uint32_t(format) - 1 < std::size(CompressedPixelFormats);
+}
+
+std::array<std::int32_t, 3> compressedPixelFormatBlockSize(const CompressedPixelFormat format) {
+    QUILLMARSH_ASSERT(isCompressedPixelFormatKnown(format), "Trade::compressedPixelFormatBlockSize(): invalid format" << format, {});
+    return CompressedPixelFormats[std::uint32_t(format) - 1].blockSize;
+}
+
+std::uint32_t compressedPixelFormatBlockDataSize(const CompressedPixelFormat format) {
+    QUILLMARSH_ASSERT(isCompressedPixelFormatKnown(format), "Trade::compressedPixelFormatBlockDataSize(): invalid format" << format, {});
+    return CompressedPixelFormats[std::uint32_t(format) - 1].blockDataSize;
+}
+
+Debug& operator<<(Debug& debug, const CompressedPixelFormat value) {
+    if(!isCompressedPixelFormatKnown(value))
+        return Implementation::printUnknownEnum(debug, "CompressedPixelFormat", std::uint32_t(value));
+    return Implementation::printEnumValue(debug, "CompressedPixelFormat", CompressedPixelFormats[std::uint32_t(value) - 1].name);
 }
 
 std::size_t ImageData2D::dataSize() const {

@@ -179,7 +179,7 @@ bool Preprocessor::process(const std::string_view source) {
 
     const char* position = source.data();
     const char* const end = position + source.size();
-    beginSource(source.size());
+    beginSource(source);
 
     /* Text between directives and comments is handled in runs: the output is the same as handling
        it one character (or, when expanding, one word) at a time */
@@ -198,7 +198,7 @@ bool Preprocessor::process(const std::string_view source) {
             } else {
                 do ++position;
                 while(position != end && !isWordStop(position, end));
-                if(!expandWord({runStart, std::size_t(position - runStart)})) return false;
+                if(!expandWord({runStart, std::size_t(position - runStart)})) return failAt(runStart, {});
             }
         }
 
@@ -211,10 +211,7 @@ bool Preprocessor::process(const std::string_view source) {
                 next = skipLineComment(position, end);
             } else if(next != end && *next == '*') {
                 next = findBlockCommentEnd(position + 2, end);
-                if(!next) {
-                    setInvalid("Preprocess: found unclosed multiline comment");
-                    return false;
-                }
+                if(!next) return failAt(position, "Preprocess: found unclosed multiline comment");
             }
             if(!skipping) _pending.append(position, std::size_t(next - position));
             position = next;
@@ -222,16 +219,18 @@ bool Preprocessor::process(const std::string_view source) {
         }
 
         /* A directive */
-        bool failed = false;
-        position = directive(position, end, failed);
-        if(failed) return false;
+        position = directive(position, end);
+        if(!position) return false;
         skipping = _skipBits || _takenBits;
     }
 
+    endSource();
     return true;
 }
 
-void Preprocessor::beginSource(const std::size_t size) {
+void Preprocessor::beginSource(const std::string_view source) {
+    _source = source.data();
+    const std::size_t size = source.size();
     _pending = StringWriter{size + 1};
     _skipBits = _takenBits = 0;
     _branchDepth = 0;
@@ -245,7 +244,7 @@ bool Preprocessor::processCharacterwise(const std::string_view source) {
 
     const char* position = source.data();
     const char* const end = position + source.size();
-    beginSource(source.size());
+    beginSource(source);
 
     bool skipping = false;
     for(;;) {
@@ -257,11 +256,9 @@ bool Preprocessor::processCharacterwise(const std::string_view source) {
             if(position[1] == '/') {
                 position = skipLineComment(position, end);
             } else if(position[1] == '*') {
+                const char* const comment = position;
                 position = findBlockCommentEnd(position + 2, end);
-                if(!position) {
-                    setInvalid("Preprocess: found unclosed multiline comment");
-                    return false;
-                }
+                if(!position) return failAt(comment, "Preprocess: found unclosed multiline comment");
             } else break;
         }
         if(!skipping) _pending.append(start, std::size_t(position - start));
@@ -271,7 +268,7 @@ bool Preprocessor::processCharacterwise(const std::string_view source) {
 
         if(token.kind() != TokenKind::Hash) {
             if(!skipping && _expand && token.kind() == TokenKind::Word) {
-                if(!expandWord(token.text())) return false;
+                if(!expandWord(token.text())) return failAt(position, {});
                 position = token.after();
             } else {
                 if(!skipping) _pending.append(*position);
@@ -280,18 +277,31 @@ bool Preprocessor::processCharacterwise(const std::string_view source) {
             continue;
         }
 
-        bool failed = false;
-        position = directive(position, end, failed);
-        if(failed) return false;
+        position = directive(position, end);
+        if(!position) return false;
         skipping = _skipBits || _takenBits;
     }
 
+    endSource();
     return true;
 }
 
-const char* Preprocessor::passLine(const char* position, const char* const end, const bool copy, bool& failed) {
+void Preprocessor::endSource() {
+    /* The output is what it is; the host only learns that a group was left open */
+    if(_branchDepth) Warning{} << "Preprocessor: unterminated #if at end of source";
+}
+
+bool Preprocessor::failAt(const char* const position, const std::string_view message) {
+    if(!_errorLine)
+        _errorLine = 1 + std::uint32_t(std::count(_source, position, '\n'));
+    /* An empty message: the failure was reported already, only its line was missing */
+    if(!message.empty()) setInvalid(message);
+    _valid = false;
+    return false;
+}
+
+const char* Preprocessor::lineEnd(const char* position, const char* const end) {
     using namespace Implementation;
-    const char* const start = position;
     while(position != end && *position != '\n' && *position != '\0') {
         if(*position == '/' && end - position >= 2) {
             if(position[1] == '/') {
@@ -301,149 +311,144 @@ const char* Preprocessor::passLine(const char* position, const char* const end, 
             if(position[1] == '*') {
                 /* A block comment belongs to the line it starts on */
                 position = findBlockCommentEnd(position + 2, end);
-                if(!position) {
-                    setInvalid("Preprocess: found unclosed multiline comment");
-                    failed = true;
-                    return end;
-                }
+                if(!position) return nullptr;
                 continue;
             }
         }
         ++position;
     }
     if(position != end && *position == '\n') ++position;
-    if(copy) _pending.append(start, std::size_t(position - start));
     return position;
 }
 
-const char* Preprocessor::directive(const char* const hash, const char* const end, bool& failed) {
-    const bool skipping = _skipBits || _takenBits;
+const char* Preprocessor::directive(const char* const hash, const char* const end) {
+    /* The whole line first: an unclosed comment on it is the error, whatever the directive, and
+       nothing of the line is looked at before that is known */
+    const char* const next = lineEnd(hash + 1, end);
+    if(!next) {
+        failAt(hash, "Preprocess: found unclosed multiline comment");
+        return nullptr;
+    }
     const Token word = Token::peek(hash + 1, end, true);
     if(word.kind() != TokenKind::Word) {
-        setInvalid("Preprocessor: no identifier found after #");
-        failed = true;
-        return end;
+        failAt(hash, "Preprocessor: no identifier found after #");
+        return nullptr;
     }
 
     const std::string_view name = word.text();
-    const std::uint32_t bit = _branchDepth ? std::uint32_t{1} << (_branchDepth - 1) : 0;
-
-    if(name == "else") {
-        if(!_branchDepth) {
-            setInvalid("Preprocessor: found #else without #if or #ifdef");
-            failed = true;
-            return end;
-        }
-        /* Leaving a taken branch makes the rest of the group dead; otherwise the skip bit toggles */
-        if(!(_takenBits & bit)) {
-            if(_skipBits & bit) _skipBits &= ~bit;
-            else _takenBits |= bit;
-        }
-
-    } else if(name == "endif") {
-        if(!_branchDepth) {
-            setInvalid("Preprocessor: found #endif without #if or #ifdef");
-            failed = true;
-            return end;
-        }
-        _skipBits &= ~bit;
-        _takenBits &= ~bit;
-        --_branchDepth;
-
-    } else if(name == "ifdef" || name == "ifndef") {
-        const Token identifier = word.consume();
-        if(identifier.kind() != TokenKind::Word) {
-            setInvalid(name == "ifdef" ?
-                "Preprocessor: expected an identifier after #ifdef" :
-                "Preprocessor: expected an identifier after #ifndef");
-            failed = true;
-            return end;
-        }
-        const bool defined = isDefined(identifier.text());
-        ++_branchDepth;
-        if(_branchDepth <= MaxBranchDepth && defined != (name == "ifdef"))
-            _skipBits |= std::uint32_t{1} << (_branchDepth - 1);
-
-    } else if(name == "if" || name == "elif") {
-        bool evaluate = true;
-        std::uint32_t levelBit;
-        if(name == "if") {
-            ++_branchDepth;
-            levelBit = _branchDepth <= MaxBranchDepth ? std::uint32_t{1} << (_branchDepth - 1) : 0;
-        } else {
-            if(!_branchDepth) {
-                setInvalid("Preprocessor: found #elif without #if or #ifdef");
-                failed = true;
-                return end;
-            }
-            levelBit = bit;
-            /* After a taken branch no later branch of the group is taken */
-            if(!(_skipBits & bit) || (_takenBits & bit)) {
-                _takenBits |= bit;
-                evaluate = false;
-            }
-        }
-        if(evaluate) {
-            _expanding.clear();
-            _evaluating.clear();
-            Token token = word.consume();
-            Result<std::int32_t> value = evalExpression(token, 0);
-            if(value && token.kind() != TokenKind::LineEnd && token.kind() != TokenKind::End)
-                value = fail<std::int32_t>("Unexpected token " + token.escaped());
-            if(!value)
-                Warning{} << std::string{"Preprocessor: failed to parse #"} + std::string{name} + ". " + value.error() + ". Skipping evaluation.";
-            if(value && *value) _skipBits &= ~levelBit;
-            else _skipBits |= levelBit;
-        }
-
-    } else if(name == "define" && !skipping) {
-        const Token identifier = word.consume();
-        if(identifier.kind() != TokenKind::Word) {
-            setInvalid("Preprocessor: expected an identifier after #define");
-            failed = true;
-            return end;
-        }
-        /* A function-like define is the driver's business */
-        if(identifier.after() != end && *identifier.after() == '(')
-            return passLine(hash, end, true, failed);
-
-        Symbol symbol;
-        std::size_t count = 0;
-        const char* valueBegin = nullptr;
-        const char* valueEnd = nullptr;
-        for(Token token = identifier.consume(false); !token.isStop(); token = token.consume(false)) {
-            if(!valueBegin) valueBegin = token.text().data();
-            valueEnd = token.after();
-            ++count;
-        }
-        if(count) symbol.value = {valueBegin, std::size_t(valueEnd - valueBegin)};
-        if(count == 1 && isGLSLNumber(symbol.value)) {
-            std::string_view digits = symbol.value;
-            if(digits.back() < '0' || digits.back() > '9') digits.remove_suffix(1);
-            symbol.number = parseNumberSafe<std::int32_t>(digits);
-            symbol.hasNumber = true;
-        }
-
-        const std::string_view identifierName = identifier.text();
-        const auto found = _symbols.find(identifierName);
-        if(found != _symbols.end()) found->second = symbol;
-        else _symbols.emplace(std::string{identifierName}, symbol);
-        _firstCharacters[static_cast<unsigned char>(identifierName[0])] = true;
-        _maxNameSize = std::max(_maxNameSize, identifierName.size());
-
-    } else {
-        /* Anything else passes through as it stands (dropped while skipping) */
-        return passLine(hash, end, !skipping, failed);
+    const bool skipping = _skipBits || _takenBits;
+    bool handled;
+    if(name == "else") handled = directiveElse(hash);
+    else if(name == "endif") handled = directiveEndif(hash);
+    else if(name == "ifdef" || name == "ifndef") handled = directiveIfdef(hash, word);
+    else if(name == "if" || name == "elif") handled = directiveIf(hash, word);
+    else if(name == "define" && !skipping && !isFunctionLike(word)) handled = directiveDefine(hash, word);
+    else {
+        /* Anything else, function-like defines included, is the driver's business and passes
+           through as it stands (dropped while skipping) */
+        if(!skipping) _pending.append(hash, std::size_t(next - hash));
+        return next;
     }
+    if(!handled) return nullptr;
 
     if(_branchDepth > MaxBranchDepth) {
-        setInvalid("Preprocessor: exceeding max branch depth of " + std::to_string(MaxBranchDepth + 1));
-        failed = true;
-        return end;
+        failAt(hash, "Preprocessor: exceeding max branch depth of " + std::to_string(MaxBranchDepth + 1));
+        return nullptr;
+    }
+    /* A handled directive leaves no line in the output */
+    return next;
+}
+
+bool Preprocessor::directiveElse(const char* const hash) {
+    if(!_branchDepth) return failAt(hash, "Preprocessor: found #else without #if or #ifdef");
+    /* Toggles, however many times it comes in one group; a branch taken before an #elif keeps
+       the rest of the group dead through the taken bit */
+    _skipBits ^= levelBit();
+    return true;
+}
+
+bool Preprocessor::directiveEndif(const char* const hash) {
+    if(!_branchDepth) return failAt(hash, "Preprocessor: found #endif without #if or #ifdef");
+    _skipBits &= ~levelBit();
+    _takenBits &= ~levelBit();
+    --_branchDepth;
+    return true;
+}
+
+bool Preprocessor::directiveIfdef(const char* const hash, const Token& word) {
+    const bool ifdef = word.text() == "ifdef";
+    const Token identifier = word.consume();
+    if(identifier.kind() != TokenKind::Word)
+        return failAt(hash, ifdef ?
+            "Preprocessor: expected an identifier after #ifdef" :
+            "Preprocessor: expected an identifier after #ifndef");
+    const bool defined = isDefined(identifier.text());
+    ++_branchDepth;
+    if(_branchDepth <= MaxBranchDepth && defined != ifdef) _skipBits |= levelBit();
+    return true;
+}
+
+bool Preprocessor::directiveIf(const char* const hash, const Token& word) {
+    const bool elif = word.text() == "elif";
+    if(elif) {
+        if(!_branchDepth) return failAt(hash, "Preprocessor: found #elif without #if or #ifdef");
+        /* After a taken branch no later branch of the group is taken */
+        if(!(_skipBits & levelBit()) || (_takenBits & levelBit())) {
+            _takenBits |= levelBit();
+            return true;
+        }
+    } else ++_branchDepth;
+    /* Past the depth limit the level has no bit; the error follows right after */
+    const std::uint32_t bit = _branchDepth <= MaxBranchDepth ? levelBit() : 0;
+
+    /* Evaluated even inside a skipped region */
+    _expanding.clear();
+    _evaluating.clear();
+    Token token = word.consume();
+    Result<std::int32_t> value = evalExpression(token, 0);
+    if(value && token.kind() != TokenKind::LineEnd && token.kind() != TokenKind::End)
+        value = fail<std::int32_t>("Unexpected token " + token.escaped());
+    if(!value)
+        Warning{} << std::string{"Preprocessor: failed to parse #"} + std::string{word.text()} + ". " + value.error() + ". Skipping evaluation.";
+    if(value && *value) _skipBits &= ~bit;
+    else _skipBits |= bit;
+    return true;
+}
+
+bool Preprocessor::isFunctionLike(const Token& word) const {
+    const Token identifier = word.consume();
+    return identifier.kind() == TokenKind::Word && identifier.after() != word.sourceEnd() && *identifier.after() == '(';
+}
+
+bool Preprocessor::directiveDefine(const char* const hash, const Token& word) {
+    const Token identifier = word.consume();
+    if(identifier.kind() != TokenKind::Word)
+        return failAt(hash, "Preprocessor: expected an identifier after #define");
+
+    Symbol symbol;
+    std::size_t count = 0;
+    const char* valueBegin = nullptr;
+    const char* valueEnd = nullptr;
+    for(Token token = identifier.consume(false); !token.isStop(); token = token.consume(false)) {
+        if(!valueBegin) valueBegin = token.text().data();
+        valueEnd = token.after();
+        ++count;
+    }
+    if(count) symbol.value = {valueBegin, std::size_t(valueEnd - valueBegin)};
+    if(count == 1 && isGLSLNumber(symbol.value)) {
+        std::string_view digits = symbol.value;
+        if(digits.back() < '0' || digits.back() > '9') digits.remove_suffix(1);
+        symbol.number = parseNumberSafe<std::int32_t>(digits);
+        symbol.hasNumber = true;
     }
 
-    /* A handled directive leaves no line in the output */
-    return passLine(word.after(), end, false, failed);
+    const std::string_view identifierName = identifier.text();
+    const auto found = _symbols.find(identifierName);
+    if(found != _symbols.end()) found->second = symbol;
+    else _symbols.emplace(std::string{identifierName}, symbol);
+    _firstCharacters[static_cast<unsigned char>(identifierName[0])] = true;
+    _maxNameSize = std::max(_maxNameSize, identifierName.size());
+    return true;
 }
 
 Result<std::int32_t> Preprocessor::evalExpression(Token& token, const int depth) {

@@ -72,8 +72,11 @@ template<class T> T parseNumberSafe(std::string_view text) {
  *
  * Failure: the first error of a source prints one line on the @ref Error stream, marks the
  * preprocessor invalid and stops processing; the previous output stays and later sources are
- * ignored. A bad `#if` / `#elif` expression is recoverable: it prints a warning and the branch is
- * not taken. Not thread-safe.
+ * ignored; @ref errorLine() tells where the error was. A bad `#if` / `#elif` expression is
+ * recoverable: it prints a warning and the branch is not taken. A conditional still open at the
+ * end of a source leaves the output as processed and prints the warning
+ * `Preprocessor: unterminated #if at end of source`. A second `#else` in one group toggles the
+ * branch again. Not thread-safe.
  */
 class QUILLMARSH_EXPORT Preprocessor {
     public:
@@ -126,16 +129,25 @@ class QUILLMARSH_EXPORT Preprocessor {
         Preprocessor& processReference(std::string_view source);
 
         /** @brief Whether no error happened so far */
-        bool isValid() const { return _valid; }
+        [[nodiscard]] bool isValid() const { return _valid; }
+
+        /**
+         * @brief Line of the first error in the source it happened in, counted from 1
+         *
+         * 0 while there was none, and for an error that has no place in a source (a failed
+         * @ref expandIdentifier() called from outside, @ref setInvalid()). The message printed
+         * for the error is unchanged; this is its place beside it.
+         */
+        [[nodiscard]] std::uint32_t errorLine() const { return _errorLine; }
 
         /** @brief Processed text of the last source that succeeded */
-        std::string_view output() const { return _output.view(); }
+        [[nodiscard]] std::string_view output() const { return _output.view(); }
 
         /** @brief Whether @p name is defined */
-        bool isDefined(std::string_view name) const;
+        [[nodiscard]] bool isDefined(std::string_view name) const;
 
         /** @brief The symbol of @p name, or null when it is not defined */
-        const Symbol* symbol(std::string_view name) const;
+        [[nodiscard]] const Symbol* symbol(std::string_view name) const;
 
         /**
          * @brief Value of the identifier @p name
@@ -169,9 +181,24 @@ class QUILLMARSH_EXPORT Preprocessor {
 
         QUILLMARSH_LOCAL bool process(std::string_view source);
         QUILLMARSH_LOCAL bool processCharacterwise(std::string_view source);
-        QUILLMARSH_LOCAL void beginSource(std::size_t size);
-        QUILLMARSH_LOCAL const char* directive(const char* position, const char* end, bool& failed);
-        QUILLMARSH_LOCAL const char* passLine(const char* position, const char* end, bool copy, bool& failed);
+        QUILLMARSH_LOCAL void beginSource(std::string_view source);
+        QUILLMARSH_LOCAL void endSource();
+        /* Records the line of position (once), prints message unless it is empty and marks the
+           preprocessor invalid; returns false */
+        QUILLMARSH_LOCAL bool failAt(const char* position, std::string_view message);
+        /* After the line end of the directive starting at position, block comments that start on
+           the line included; null when one of them is not closed */
+        QUILLMARSH_LOCAL static const char* lineEnd(const char* position, const char* end);
+        /* Handles the directive at hash; returns where processing goes on, null after an error */
+        QUILLMARSH_LOCAL const char* directive(const char* hash, const char* end);
+        QUILLMARSH_LOCAL bool directiveElse(const char* hash);
+        QUILLMARSH_LOCAL bool directiveEndif(const char* hash);
+        QUILLMARSH_LOCAL bool directiveIfdef(const char* hash, const Token& word);
+        QUILLMARSH_LOCAL bool directiveIf(const char* hash, const Token& word);
+        QUILLMARSH_LOCAL bool directiveDefine(const char* hash, const Token& word);
+        QUILLMARSH_LOCAL bool isFunctionLike(const Token& word) const;
+        /* Skip bit of the innermost open level */
+        std::uint32_t levelBit() const { return std::uint32_t{1} << (_branchDepth - 1); }
         QUILLMARSH_LOCAL bool expandWord(std::string_view word);
         QUILLMARSH_LOCAL Expansion expandInto(std::string& out, std::string_view name);
         QUILLMARSH_LOCAL const Symbol* lookup(std::string_view name) const;
@@ -188,7 +215,10 @@ class QUILLMARSH_EXPORT Preprocessor {
         StringWriter _output;
         std::unordered_map<std::string, Symbol, StringHash, std::equal_to<>> _symbols;
 
+        std::uint32_t _errorLine = 0;
+
         /* Processing state of the current source */
+        const char* _source = nullptr;
         StringWriter _pending;
         std::uint32_t _skipBits = 0;     /* bit i: the current branch of level i + 1 is not taken */
         std::uint32_t _takenBits = 0;    /* bit i: level i + 1 already took a branch */

@@ -24,8 +24,9 @@ inline constexpr ErrorTag ResultError{};
  * Parsers return this instead of aborting. Reading the value of an error result aborts with
  * `Result::*(): Accessed value of invalid result`; reading the error of a valid result aborts with
  * `Result::error(): Accessed error of valid result`. Check @ref isValid() (or `bool`) first.
+ * Marked `[[nodiscard]]`: a result dropped unread is an error ignored.
  */
-template<class T, class E = std::string> class Result {
+template<class T, class E = std::string> class [[nodiscard]] Result {
     public:
         /** @brief Valid result holding @p value */
         /*implicit*/ Result(T value): _data{std::in_place_index<0>, std::move(value)} {}
@@ -36,21 +37,21 @@ template<class T, class E = std::string> class Result {
         static Result fail(E error) { return Result{ResultError, std::move(error)}; }
 
         /** @brief Whether the result holds a value */
-        bool isValid() const { return _data.index() == 0; }
-        explicit operator bool() const { return isValid(); }
+        [[nodiscard]] bool isValid() const { return _data.index() == 0; }
+        [[nodiscard]] explicit operator bool() const { return isValid(); }
 
         /** @brief The value; expects a valid result */
-        T& operator*() & { checkValue(); return *std::get_if<0>(&_data); }
-        const T& operator*() const & { checkValue(); return *std::get_if<0>(&_data); }
-        T&& operator*() && { checkValue(); return std::move(*std::get_if<0>(&_data)); }
+        [[nodiscard]] T& operator*() & { checkValue(); return *std::get_if<0>(&_data); }
+        [[nodiscard]] const T& operator*() const & { checkValue(); return *std::get_if<0>(&_data); }
+        [[nodiscard]] T&& operator*() && { checkValue(); return std::move(*std::get_if<0>(&_data)); }
         T* operator->() { checkValue(); return std::get_if<0>(&_data); }
         const T* operator->() const { checkValue(); return std::get_if<0>(&_data); }
-        T& value() & { return **this; }
-        const T& value() const & { return **this; }
-        T&& value() && { return std::move(**this); }
+        [[nodiscard]] T& value() & { return **this; }
+        [[nodiscard]] const T& value() const & { return **this; }
+        [[nodiscard]] T&& value() && { return std::move(**this); }
 
         /** @brief The error; expects an error result */
-        const E& error() const {
+        [[nodiscard]] const E& error() const {
             QUILLMARSH_ASSERT(!isValid(), "Result::error(): Accessed error of valid result", {});
             return *std::get_if<1>(&_data);
         }

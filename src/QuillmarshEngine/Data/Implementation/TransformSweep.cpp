@@ -8,7 +8,7 @@
 #include "QuillmarshEngine/Math/Vector3.h"
 
 #if defined(__x86_64__)
-#include <immintrin.h>
+#include "QuillmarshEngine/Data/Implementation/TransformSweepLoop.h"
 #define QUILLMARSH_SWEEP_X86
 #endif
 
@@ -105,26 +105,6 @@ inline __m128 product(const __m128 a, const Shuffled& b) {
         _mm_add_ps(_mm_mul_ps(QUILLMARSH_SPLAT(a, 1), b.b2), _mm_mul_ps(QUILLMARSH_SPLAT(a, 2), b.b3)));
 }
 
-/* Three floats in, (x, y, z, 0); never touches memory past the third float */
-inline __m128 load3(const float* v) {
-    return _mm_movelh_ps(_mm_loadl_pi(_mm_setzero_ps(), reinterpret_cast<const __m64*>(v)), _mm_load_ss(v + 2));
-}
-
-inline void store3(float* v, const __m128 a) {
-    _mm_storel_pi(reinterpret_cast<__m64*>(v), a);
-    _mm_store_ss(v + 2, _mm_movehl_ps(a, a));
-}
-
-/* Lanes x, y, z of s fuzzy-equal to 1, the same test as isOne() */
-inline bool isUnitScaling(const __m128 s) {
-    const __m128 one = _mm_set1_ps(1.0f);
-    const __m128 signMask = _mm_set1_ps(-0.0f);
-    const __m128 difference = _mm_andnot_ps(signMask, _mm_sub_ps(s, one));
-    const __m128 relative = _mm_div_ps(difference, _mm_add_ps(_mm_andnot_ps(signMask, s), one));
-    const __m128 equal = _mm_or_ps(_mm_cmpeq_ps(s, one), _mm_cmplt_ps(relative, _mm_set1_ps(1.0e-5f)));
-    return (_mm_movemask_ps(equal) & 7) == 7;
-}
-
 inline void concatenateSse2(const float* parent, const float* parentScaling, const float* child, const float* childScaling, float* out, float* outScaling) {
     const __m128 p0 = _mm_loadu_ps(parent);
     const __m128 pe = _mm_loadu_ps(parent + 4);
@@ -150,32 +130,6 @@ inline void concatenateSse2(const float* parent, const float* parentScaling, con
 }
 
 #undef QUILLMARSH_SPLAT
-
-/* The vectorized sweep loop. A fully dirty word, the common case after
-   a subtree was marked, runs as a plain loop without the bit scan. */
-template<void(*compose)(const float*, const float*, const float*, const float*, float*, float*)> inline void sweep(std::uint32_t* const dirtyWords, const std::uint32_t objectCount, const ObjectData* const objects, const float* const local, const float* const localScaling, float* const world, float* const worldScaling) {
-    const std::uint32_t wordCount = (objectCount + 31)/32;
-    const auto one = [&](const std::uint32_t i) {
-        const std::uint32_t parent = objects[i].parent;
-        if(parent == 0) {
-            std::memcpy(world + 8*i, local + 8*i, 8*sizeof(float));
-            std::memcpy(worldScaling + 3*i, localScaling + 3*i, 3*sizeof(float));
-        } else compose(world + 8*parent, worldScaling + 3*parent, local + 8*i, localScaling + 3*i, world + 8*i, worldScaling + 3*i);
-    };
-    for(std::uint32_t w = 0; w != wordCount; ++w) {
-        std::uint32_t bits = dirtyWords[w];
-        if(!bits) continue;
-        dirtyWords[w] = 0;
-        /* Bits past the object count belong to removed slots */
-        if(w + 1 == wordCount && objectCount % 32) bits &= (1u << (objectCount % 32)) - 1u;
-        if(bits == ~0u) {
-            for(std::uint32_t i = w*32, end = i + 32; i != end; ++i) one(i);
-        } else while(bits) {
-            one(w*32 + std::uint32_t(std::countr_zero(bits)));
-            bits &= bits - 1;
-        }
-    }
-}
 
 #endif
 
@@ -217,7 +171,7 @@ void sweepTransformsReference(std::uint32_t* const dirtyWords, const std::uint32
 
 #ifdef QUILLMARSH_SWEEP_X86
 void sweepTransformsSse2(std::uint32_t* const dirtyWords, const std::uint32_t objectCount, const ObjectData* const objects, const DualQuaternion* const local, const Vector3* const localScaling, DualQuaternion* const world, Vector3* const worldScaling) {
-    sweep<concatenateSse2>(dirtyWords, objectCount, objects, reinterpret_cast<const float*>(local), reinterpret_cast<const float*>(localScaling), reinterpret_cast<float*>(world), reinterpret_cast<float*>(worldScaling));
+    sweepLoop<concatenateSse2>(dirtyWords, objectCount, objects, reinterpret_cast<const float*>(local), reinterpret_cast<const float*>(localScaling), reinterpret_cast<float*>(world), reinterpret_cast<float*>(worldScaling));
 }
 
 bool sweepTransformsAvx2Supported() {

@@ -1,13 +1,13 @@
 /* The AVX2 + FMA sweep. This file alone is compiled with -mavx2 -mfma and sweepTransforms() calls
    it only after checking the processor, so everything in it stays in an anonymous namespace or
    is an intrinsic: an inline function shared with other files could otherwise be merged with
-   their copies by the linker and run AVX instructions on a processor without them (hence the
-   compiler builtin for the bit scan rather than the standard template). */
+   their copies by the linker and run AVX instructions on a processor without them. */
 
 #include "TransformSweep.h"
 
-#include <cstring>
 #include <immintrin.h>
+
+#include "QuillmarshEngine/Data/Implementation/TransformSweepLoop.h"
 
 namespace QuillmarshEngine { namespace Data { namespace Implementation {
 
@@ -52,26 +52,6 @@ inline __m128 product(const __m128 a, const __m128 b) {
         _mm_xor_ps(_mm_permute_ps(b, _MM_SHUFFLE(2, 3, 0, 1)), s3));
 }
 
-/* Three floats in, (x, y, z, 0); never touches memory past the third float */
-inline __m128 load3(const float* v) {
-    return _mm_movelh_ps(_mm_loadl_pi(_mm_setzero_ps(), reinterpret_cast<const __m64*>(v)), _mm_load_ss(v + 2));
-}
-
-inline void store3(float* v, const __m128 a) {
-    _mm_storel_pi(reinterpret_cast<__m64*>(v), a);
-    _mm_store_ss(v + 2, _mm_movehl_ps(a, a));
-}
-
-/* Fuzzy s == 1 in lanes x, y, z: equal, or |s - 1|/(|s| + 1) below the float epsilon */
-inline bool isUnitScaling(const __m128 s) {
-    const __m128 one = _mm_set1_ps(1.0f);
-    const __m128 signMask = _mm_set1_ps(-0.0f);
-    const __m128 difference = _mm_andnot_ps(signMask, _mm_sub_ps(s, one));
-    const __m128 relative = _mm_div_ps(difference, _mm_add_ps(_mm_andnot_ps(signMask, s), one));
-    const __m128 equal = _mm_or_ps(_mm_cmpeq_ps(s, one), _mm_cmplt_ps(relative, _mm_set1_ps(1.0e-5f)));
-    return (_mm_movemask_ps(equal) & 7) == 7;
-}
-
 inline void concatenate(const float* parent, const float* parentScaling, const float* child, const float* childScaling, float* out, float* outScaling) {
     const __m128 p0 = _mm_loadu_ps(parent);
     const __m128 pe = _mm_loadu_ps(parent + 4);
@@ -99,31 +79,8 @@ inline void concatenate(const float* parent, const float* parentScaling, const f
 
 }
 
-void sweepTransformsAvx2(std::uint32_t* const dirtyWords, const std::uint32_t objectCount, const ObjectData* const objects, const DualQuaternion* const localColumn, const Vector3* const localScalingColumn, DualQuaternion* const worldColumn, Vector3* const worldScalingColumn) {
-    const float* const local = reinterpret_cast<const float*>(localColumn);
-    const float* const localScaling = reinterpret_cast<const float*>(localScalingColumn);
-    float* const world = reinterpret_cast<float*>(worldColumn);
-    float* const worldScaling = reinterpret_cast<float*>(worldScalingColumn);
-    const std::uint32_t wordCount = (objectCount + 31)/32;
-    const auto one = [&](const std::uint32_t i) {
-        const std::uint32_t parent = objects[i].parent;
-        if(parent == 0) {
-            std::memcpy(world + 8*i, local + 8*i, 8*sizeof(float));
-            std::memcpy(worldScaling + 3*i, localScaling + 3*i, 3*sizeof(float));
-        } else concatenate(world + 8*parent, worldScaling + 3*parent, local + 8*i, localScaling + 3*i, world + 8*i, worldScaling + 3*i);
-    };
-    for(std::uint32_t w = 0; w != wordCount; ++w) {
-        std::uint32_t bits = dirtyWords[w];
-        if(!bits) continue;
-        dirtyWords[w] = 0;
-        if(w + 1 == wordCount && objectCount % 32) bits &= (1u << (objectCount % 32)) - 1;
-        if(bits == ~0u) {
-            for(std::uint32_t i = w*32, end = i + 32; i != end; ++i) one(i);
-        } else while(bits) {
-            one(w*32 + std::uint32_t(__builtin_ctz(bits)));
-            bits &= bits - 1;
-        }
-    }
+void sweepTransformsAvx2(std::uint32_t* const dirtyWords, const std::uint32_t objectCount, const ObjectData* const objects, const DualQuaternion* const local, const Vector3* const localScaling, DualQuaternion* const world, Vector3* const worldScaling) {
+    sweepLoop<concatenate>(dirtyWords, objectCount, objects, reinterpret_cast<const float*>(local), reinterpret_cast<const float*>(localScaling), reinterpret_cast<float*>(world), reinterpret_cast<float*>(worldScaling));
 }
 
 }}}
