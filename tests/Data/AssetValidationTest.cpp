@@ -6,6 +6,8 @@
 #include <random>
 #include <sstream>
 
+#include "QuillmarshEngine/Animation/SamplingJob.h"
+#include "QuillmarshEngine/Data/AnimationData.h"
 #include "QuillmarshEngine/Data/AssetRecords.h"
 #include "QuillmarshEngine/Data/AssetValidation.h"
 #include "QuillmarshEngine/Data/MeshData.h"
@@ -331,6 +333,121 @@ TEST(AssetValidationTest, unknownTagIsAWarning) {
     ASSERT_TRUE(result) << result.error();
     EXPECT_EQ(result->size(), 3u);
     EXPECT_EQ(warnings.str(), "validateAssetData(): offset 24: unknown chunk tag Magic(QMEz), not checked\n");
+}
+
+/* Animation records: two tracks with an odd number of rotations, events with an empty name */
+std::vector<char> animationRecord(bool compressed) {
+    Animation::Offline::RawAnimation raw;
+    raw.duration = 2.0f;
+    raw.tracks.resize(2);
+    raw.tracks[0].translations = {{0.0f, Vector3{1.0f}}, {2.0f, Vector3{2.0f}}};
+    raw.tracks[0].rotations = {{0.5f, Quaternion{}}, {1.0f, Quaternion::rotation(1.0f, Vector3::yAxis())}, {1.5f, Quaternion{}}};
+    raw.tracks[1].scales = {{1.0f, Vector3{3.0f}}};
+    const float keys[]{0.5f, 1.0f};
+    StringArray names{"", "hit"};
+    return createAnimationData(raw, keys, names.view(), compressed);
+}
+
+std::vector<char> fileWithRecord(Magic magic, std::span<const char> record) {
+    std::vector<char> out;
+    appendHeaderData(out);
+    const std::span<const char> pieces[]{record};
+    AssetChunk::create(magic, pieces, out);
+    updateHeaderData(out);
+    return out;
+}
+
+/* Reads a validated animation or targets chunk the way a loader would, sampling the animation */
+void readAnimationChunk(const std::vector<char>& file) {
+    const AssetChunkView view{std::span<const char>{file}.subspan(24)};
+    if(view.magic() == Magic::AnimationTargets) {
+        const AnimationTargetsData targets = view.as<AnimationTargetsData>();
+        for(const Id id: targets.targets()) (void)id;
+        return;
+    }
+    const AnimationData animation = view.as<AnimationData>();
+    (void)animation.eventKeys();
+    for(const std::string_view name: animation.eventNames()) (void)name;
+    std::ostringstream silence;
+    Error redirect{&silence};
+    const std::unique_ptr<Animation::Animation> runtime = animation.animation();
+    if(!runtime) return;
+    Animation::SamplingJob::Context context{runtime->numTracks()};
+    std::vector<Animation::SoaTransform> output(std::size_t(runtime->numSoaTracks()) + 1);
+    Animation::SamplingJob job;
+    job.animation = runtime.get();
+    job.context = &context;
+    job.output = output;
+    for(const float ratio: {0.0f, 0.3f, 1.0f}) {
+        job.ratio = ratio;
+        EXPECT_TRUE(job.Run());
+    }
+}
+
+TEST(AssetValidationTest, animationRecords) {
+    const Id ids[]{Id{1}, Id{2}};
+    for(const std::vector<char>& record: {animationRecord(false), animationRecord(true), createAnimationTargetsData(0, ids)}) {
+        const Magic magic = record.size() == 8 ? Magic::AnimationTargets : Magic::Animation;
+        const std::vector<char> file = fileWithRecord(magic, record);
+        const Utils::Result<std::vector<AssetChunkEntry>> result = validateAssetData(file);
+        ASSERT_TRUE(result) << result.error();
+        readAnimationChunk(file);
+
+        /* Every byte of the record is accounted for: each cut is refused */
+        for(std::size_t size = 0; size != record.size(); ++size)
+            EXPECT_FALSE(validateAssetData(fileWithRecord(magic, std::span<const char>{record}.first(size)))) << size;
+
+        /* Every flipped bit is either refused or reads safely */
+        std::size_t rejected = 0;
+        for(std::size_t bit = 0; bit != record.size()*8; ++bit) {
+            std::vector<char> flipped = record;
+            flipped[bit/8] ^= char(1 << (bit % 8));
+            const std::vector<char> flippedFile = fileWithRecord(magic, flipped);
+            if(!validateAssetData(flippedFile)) {
+                ++rejected;
+                continue;
+            }
+            readAnimationChunk(flippedFile);
+        }
+        EXPECT_GT(rejected, magic == Magic::Animation ? 100u : 3u);
+    }
+}
+
+TEST(AssetValidationTest, animationFaults) {
+    const auto fault = [](Magic magic, const std::vector<char>& record) { return validate(fileWithRecord(magic, record)); };
+    EXPECT_EQ(fault(Magic::Animation, std::vector<char>(12)), "offset 32: animation record of 12 bytes is smaller than its 16 byte header");
+
+    std::vector<char> record = animationRecord(true);
+    std::vector<char> broken = record;
+    broken[4] = 2;
+    EXPECT_EQ(fault(Magic::Animation, broken), "offset 36: unknown animation compression 2");
+    broken = record;
+    broken[6] = 9;
+    EXPECT_EQ(fault(Magic::Animation, broken), "offset 38: 9 animation track headers exceed the " + std::to_string(record.size()) + " byte record");
+    broken = record;
+    broken[8] = 60;
+    EXPECT_EQ(fault(Magic::Animation, broken), "offset 40: animation key data of 60 bytes exceeds the " + std::to_string(record.size()) + " byte record");
+    /* Track 0 takes 16 bytes of translations, 12 of rotations, 6 of times and 2 of padding; track
+       1 moved from there past the 44 bytes of key data */
+    broken = record;
+    broken[32] = 40;
+    EXPECT_EQ(fault(Magic::Animation, broken), "offset 64: animation track 1 takes bytes 40 to 48 of 44 bytes of key data");
+    /* The second rotation of track 0, after its two translation keys */
+    broken = record;
+    const std::uint32_t corrupt = 0x3fffffffu;
+    std::memcpy(broken.data() + 48 + 16 + 4, &corrupt, 4);
+    EXPECT_EQ(fault(Magic::Animation, broken), "offset 100: animation track 0 rotation 1 is not a unit quaternion");
+    broken = record;
+    broken[12] = 3;
+    EXPECT_EQ(fault(Magic::Animation, broken), "offset 136: animation event names: expected 3 strings, found 1");
+    broken[12] = 4;
+    EXPECT_EQ(fault(Magic::Animation, broken), "offset 44: 4 animation events exceed the " + std::to_string(record.size()) + " byte record");
+    broken = record;
+    broken.back() = 'x';
+    EXPECT_EQ(fault(Magic::Animation, broken), "offset " + std::to_string(32 + record.size() - 4) + ": animation event names: string 1 is not terminated");
+
+    EXPECT_EQ(fault(Magic::AnimationTargets, {1, 0, 5}), "offset 32: animation targets record of 3 bytes can't hold its head");
+    EXPECT_EQ(fault(Magic::AnimationTargets, {1, 0, 2, 0, 7, 0}), "offset 34: 2 animation targets exceed the 6 byte record");
 }
 
 TEST(AssetValidationTest, validateAssetRecord) {

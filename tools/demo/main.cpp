@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "AnimationDemo.h"
 #include "QuillmarshEngine/Data/NameManager.h"
 #include "QuillmarshEngine/Data/SceneGraph.h"
 #include "QuillmarshEngine/Data/SparseLayer.h"
@@ -354,6 +355,8 @@ int main(int argc, char** argv) {
     failed += xr.report();
     failed += rendering.report();
     failed += collisionDemo.report();
+    /* An arm of its own scene, played from animation records */
+    failed += animationDemo(options.frames);
 
     /* The deepest object, the first and last created, and a few others, against the recursive
        computation in double precision at the last frame */

@@ -14,9 +14,11 @@
  * The record families live in their own headers, which this one gathers: mesh records in
  * @ref MeshData.h, the rest in @ref ShaderData.h, @ref PipelineData.h (pipeline, draw, material),
  * @ref ImageData.h (image, image tile, texture, probe), @ref LanguageData.h, @ref LocaleData.h,
- * @ref SkinData.h and @ref PhysXData.h (PhysX, font).
+ * @ref SkinData.h, @ref PhysXData.h (PhysX, font) and @ref AnimationData.h (animation and
+ * animation targets).
  */
 
+#include "QuillmarshEngine/Data/AnimationData.h"
 #include "QuillmarshEngine/Data/ImageData.h"
 #include "QuillmarshEngine/Data/LanguageData.h"
 #include "QuillmarshEngine/Data/LocaleData.h"

@@ -7,6 +7,7 @@
 #include <sstream>
 #include <string>
 
+#include "QuillmarshEngine/Data/AnimationData.h"
 #include "QuillmarshEngine/Data/AssetRecords.h"
 #include "QuillmarshEngine/Data/MeshData.h"
 #include "QuillmarshEngine/Trade/MeshAttribute.h"
@@ -254,6 +255,48 @@ bool checkPipeline(Checker& checker, std::span<const char> payload, std::uint64_
     return checkStrings(checker, payload, base, 144, readU32(payload.data() + 4), "pipeline features:");
 }
 
+/* Everything the animation view and its decoder read: the track headers, each track's keys
+   inside the key data, the events and their names, and every packed rotation, which decodes to
+   a unit quaternion or makes the reader abort */
+bool checkAnimation(Checker& checker, std::span<const char> payload, std::uint64_t base) {
+    if(payload.size() < AnimationData::HeaderSize)
+        return checker.fail(base, "animation record of", payload.size(), "bytes is smaller than its", AnimationData::HeaderSize, "byte header");
+    const AnimationData animation{payload};
+    const AnimationData::Header header = animation.header();
+    if(header.compressed > 1)
+        return checker.fail(base + 4, "unknown animation compression", header.compressed);
+    const std::uint64_t keysAt = AnimationData::HeaderSize + AnimationData::TrackHeaderSize*std::uint64_t(header.trackCount);
+    if(keysAt > payload.size())
+        return checker.fail(base + 6, header.trackCount, "animation track headers exceed the", payload.size(), "byte record");
+    const std::uint64_t eventsAt = keysAt + header.keyDataSize;
+    if(eventsAt > payload.size())
+        return checker.fail(base + 8, "animation key data of", header.keyDataSize, "bytes exceeds the", payload.size(), "byte record");
+    for(std::uint32_t i = 0; i != header.trackCount; ++i) {
+        const AnimationData::TrackHeader track = animation.trackHeader(i);
+        const std::uint64_t at = base + AnimationData::HeaderSize + AnimationData::TrackHeaderSize*i;
+        const std::uint64_t size = AnimationData::trackDataSize(track, header.compressed);
+        if(std::uint64_t(track.offset) + size > header.keyDataSize)
+            return checker.fail(at, "animation track", i, "takes bytes", track.offset, "to", std::uint64_t(track.offset) + size, "of", header.keyDataSize, "bytes of key data");
+        if(!header.compressed) continue;
+        const std::uint64_t rotations = keysAt + track.offset + 8*(std::uint64_t(track.translationCount) + track.scaleCount);
+        for(std::uint32_t k = 0; k != track.rotationCount; ++k)
+            if(!AnimationData::tryUnpackRotation(readU32(payload.data() + rotations + 4*std::uint64_t(k))))
+                return checker.fail(base + rotations + 4*std::uint64_t(k), "animation track", i, "rotation", k, "is not a unit quaternion");
+    }
+    if(eventsAt + 4*std::uint64_t(header.eventCount) > payload.size())
+        return checker.fail(base + 12, header.eventCount, "animation events exceed the", payload.size(), "byte record");
+    return checkStrings(checker, payload, base, eventsAt + 4*std::uint64_t(header.eventCount), header.eventCount, "animation event names:");
+}
+
+bool checkAnimationTargets(Checker& checker, std::span<const char> payload, std::uint64_t base) {
+    if(payload.size() < AnimationTargetsData::HeaderSize)
+        return checker.fail(base, "animation targets record of", payload.size(), "bytes can't hold its head");
+    const std::uint64_t count = AnimationTargetsData{payload}.targetCount();
+    if(AnimationTargetsData::HeaderSize + 2*count > payload.size())
+        return checker.fail(base + 2, count, "animation targets exceed the", payload.size(), "byte record");
+    return true;
+}
+
 bool checkMinimum(Checker& checker, std::span<const char> payload, std::uint64_t base, std::uint64_t size, const char* what) {
     if(payload.size() < size)
         return checker.fail(base, what, "record of", payload.size(), "bytes, expected at least", size);
@@ -263,6 +306,8 @@ bool checkMinimum(Checker& checker, std::span<const char> payload, std::uint64_t
 bool checkRecord(Checker& checker, Magic magic, std::span<const char> payload, std::uint64_t base) {
     switch(magic) {
         case Magic::Mesh: return checkMesh(checker, payload, base);
+        case Magic::Animation: return checkAnimation(checker, payload, base);
+        case Magic::AnimationTargets: return checkAnimationTargets(checker, payload, base);
         case Magic::Shader: return checkShader(checker, payload, base);
         case Magic::Image: return checkImage(checker, payload, base);
         case Magic::Language: return checkLanguage(checker, payload, base);

@@ -44,8 +44,13 @@ list(APPEND QuillmarshEngine_SRCS
     Data/LocaleData.cpp
     Data/SkinData.cpp
     Data/PhysXData.cpp
+    Data/AnimationData.cpp
+    # Components that play animations
+    Data/AnimationManager.cpp
     # The shader enums of shader and material records
     Shaders/ShaderTypes.cpp)
+# Animation records are byte-identical across builds only without floating-point contraction
+set_source_files_properties(Data/AnimationData.cpp PROPERTIES COMPILE_OPTIONS "-ffp-contract=off")
 list(APPEND QuillmarshEngine_SRCS
     Data/InputManager.cpp
     Data/TextManager.cpp

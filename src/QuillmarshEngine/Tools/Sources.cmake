@@ -18,6 +18,10 @@ if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|AMD64|amd64)$")
         Tools/Implementation/VertexConversionAvx2.cpp)
     set_source_files_properties(Tools/Implementation/VertexConversionAvx2.cpp PROPERTIES COMPILE_OPTIONS "-mavx2;-mf16c")
 endif()
+# The animation tools compare interpolated keys; no contraction, so every build drops the same keys
+list(APPEND QuillmarshEngine_SRCS
+    Tools/AnimationTools.cpp)
+set_source_files_properties(Tools/AnimationTools.cpp PROPERTIES COMPILE_OPTIONS "-ffp-contract=off")
 
 # Hashes and signatures are libtomcrypt's, with libtommath as its big-number arithmetic. Both are
 # private dependencies of the shared library: no installed header includes theirs.

@@ -4,3 +4,5 @@ list(APPEND QuillmarshEngine_SRCS
     Trade/ImageData.cpp
     Trade/MeshData.cpp
     Trade/VertexFormat.cpp)
+list(APPEND QuillmarshEngine_SRCS
+    Trade/AnimationData.cpp)
