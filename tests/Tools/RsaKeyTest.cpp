@@ -81,8 +81,9 @@ const RsaKey& generatedKey() {
     return key;
 }
 
+/* Signatures of 130 bytes, not a multiple of 4 */
 const RsaKey& otherKey() {
-    static const RsaKey key = *RsaKey::generate(1024);
+    static const RsaKey key = *RsaKey::generate(1040);
     return key;
 }
 
@@ -92,6 +93,8 @@ TEST(RsaKeyTest, generate) {
     EXPECT_EQ(key.bits(), 1024u);
     EXPECT_EQ(key.signatureSize(), 128u);
     EXPECT_NE(key.fingerprint(), otherKey().fingerprint());
+    EXPECT_EQ(otherKey().bits(), 1040u);
+    EXPECT_EQ(otherKey().signatureSize(), 130u);
 
     const RsaKey publicKey = key.publicKey();
     EXPECT_FALSE(publicKey.isPrivate());
@@ -101,9 +104,9 @@ TEST(RsaKeyTest, generate) {
 }
 
 TEST(RsaKeyTest, generateInvalid) {
-    EXPECT_EQ(RsaKey::generate(1016).error(), "can't make a key of 1016 bits, expected a multiple of 8 from 1024 to 4096");
-    EXPECT_EQ(RsaKey::generate(4104).error(), "can't make a key of 4104 bits, expected a multiple of 8 from 1024 to 4096");
-    EXPECT_EQ(RsaKey::generate(2047).error(), "can't make a key of 2047 bits, expected a multiple of 8 from 1024 to 4096");
+    EXPECT_EQ(RsaKey::generate(1008).error(), "can't make a key of 1008 bits, expected a multiple of 16 from 1024 to 4096");
+    EXPECT_EQ(RsaKey::generate(4112).error(), "can't make a key of 4112 bits, expected a multiple of 16 from 1024 to 4096");
+    EXPECT_EQ(RsaKey::generate(2040).error(), "can't make a key of 2040 bits, expected a multiple of 16 from 1024 to 4096");
     EXPECT_FALSE(RsaKey::generate(0));
 }
 
@@ -246,7 +249,8 @@ TEST(RsaKeyTest, verifyRejectsChanges) {
     std::vector<char> longer = signature;
     longer.push_back(0);
     EXPECT_EQ(publicKey.verify(text(message), longer).error(), "signature is 129 bytes, expected 128");
-    EXPECT_EQ(otherKey().verify(text(message), signature).error(), "signature does not match");
+    EXPECT_EQ(RsaKey::fromPem(SpkiPem)->verify(text(message), signature).error(), "signature does not match");
+    EXPECT_EQ(otherKey().verify(text(message), signature).error(), "signature is 128 bytes, expected 130");
     EXPECT_EQ(publicKey.verify(text(message), std::vector<char>(128, '\xff')).error(), "signature does not match");
 }
 

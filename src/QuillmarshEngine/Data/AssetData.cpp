@@ -43,6 +43,7 @@ const char* magicName(Magic magic) {
         case Magic::Scene: return "Scene";
         case Magic::Texture: return "Texture";
         case Magic::Header: return "Header";
+        case Magic::Signature: return "Signature";
         case Magic::Animation: return "Animation";
         case Magic::MorphTarget: return "MorphTarget";
         case Magic::Draw: return "Draw";
@@ -433,6 +434,13 @@ Debug& operator<<(Debug& debug, PhysXData::Type value) {
         case PhysXData::Type::HeightField: return Implementation::printEnumValue(debug, "PhysXData::Type", "HeightField");
     }
     return Implementation::printUnknownEnum(debug, "PhysXData::Type", std::uint32_t(value));
+}
+
+Debug& operator<<(Debug& debug, AssetSignatureAlgorithm value) {
+    switch(value) {
+        case AssetSignatureAlgorithm::RsaPssSha256: return Implementation::printEnumValue(debug, "AssetSignatureAlgorithm", "RsaPssSha256");
+    }
+    return Implementation::printUnknownEnum(debug, "AssetSignatureAlgorithm", std::uint32_t(value));
 }
 
 Debug& operator<<(Debug& debug, ImageData::Kind value) {

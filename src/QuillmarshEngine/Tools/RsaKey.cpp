@@ -174,14 +174,17 @@ RsaKey& RsaKey::operator=(RsaKey&&) noexcept = default;
 RsaKey::~RsaKey() = default;
 
 Utils::Result<RsaKey> RsaKey::generate(const std::uint32_t bits) {
-    if(bits % 8 || bits < MinBits || bits > MaxBits)
-        return Utils::Result<RsaKey>::fail("can't make a key of " + std::to_string(bits) + " bits, expected a multiple of 8 from " + std::to_string(MinBits) + " to " + std::to_string(MaxBits));
+    /* The two primes are drawn with half the bytes each and their two top bits set, so the
+       modulus has exactly the bits asked for when they are a multiple of 16 */
+    if(bits % 16 || bits < MinBits || bits > MaxBits)
+        return Utils::Result<RsaKey>::fail("can't make a key of " + std::to_string(bits) + " bits, expected a multiple of 16 from " + std::to_string(MinBits) + " to " + std::to_string(MaxBits));
     const Tomcrypt& library = tomcrypt();
     auto state = std::make_unique<RsaKeyState>();
     prng_state random{};
     if(const int error = rsa_make_key(&random, library.prng, int(bits/8), 65537, &state->key); error != CRYPT_OK)
         return Utils::Result<RsaKey>::fail("can't make a key: " + describe(error));
     state->initialized = true;
+    QUILLMARSH_INTERNAL_ASSERT(std::uint32_t(ltc_mp.count_bits(state->key.N)) == bits);
     return RsaKey{std::move(state)};
 }
 

@@ -48,7 +48,7 @@ class QUILLMARSH_EXPORT RsaKey {
         /**
          * @brief Generate a key pair with public exponent 65537
          *
-         * Expects @p bits to be a multiple of 8 from @ref MinBits to @ref MaxBits, otherwise
+         * Expects @p bits to be a multiple of 16 from @ref MinBits to @ref MaxBits, otherwise
          * fails; also fails when the system's random source does. Takes from a fraction of a
          * second (2048 bits) to several seconds (4096 bits).
          */

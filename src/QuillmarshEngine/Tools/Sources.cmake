@@ -13,4 +13,5 @@ pkg_check_modules(QuillmarshTomcrypt REQUIRED IMPORTED_TARGET libtomcrypt libtom
 list(APPEND QuillmarshEngine_LIBRARIES PkgConfig::QuillmarshTomcrypt)
 list(APPEND QuillmarshEngine_SRCS
     Tools/Cryptography.cpp
-    Tools/RsaKey.cpp)
+    Tools/RsaKey.cpp
+    Tools/AssetSignature.cpp)
