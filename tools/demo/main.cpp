@@ -2,7 +2,6 @@
    long the world-transform update takes, checking a few objects against a recursive computation */
 
 #include <algorithm>
-#include <chrono>
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
@@ -18,6 +17,7 @@
 #include "QuillmarshEngine/Math/DualQuaternion.h"
 #include "QuillmarshEngine/Math/Quaternion.h"
 #include "QuillmarshEngine/Math/Vector3.h"
+#include "QuillmarshEngine/Utils/Clock.h"
 
 using namespace QuillmarshEngine;
 
@@ -244,10 +244,10 @@ int main(int argc, char** argv) {
        moves: addObjectUnsafe() appends in constant time, where addObject() in creation order
        would shift every later index and the build would take time quadratic in the count */
     const std::vector<std::uint32_t> order = preOrder(objects);
-    const auto buildStart = std::chrono::steady_clock::now();
+    const Utils::Clock buildClock;
     for(const std::uint32_t i: order)
         ids[i] = graph.addObjectUnsafe(graph.indexOf(ids[objects[i].parent]));
-    const double buildMicroseconds = std::chrono::duration<double, std::micro>(std::chrono::steady_clock::now() - buildStart).count();
+    const double buildMicroseconds = buildClock.elapsedMicroseconds();
 
     /* Indices are final once the hierarchy is built; ids would survive later changes too */
     const auto localOf = [&](const std::uint32_t i, const std::uint32_t frame) {
@@ -288,21 +288,21 @@ int main(int argc, char** argv) {
     frameTimes.reserve(options.frames);
     sweepTimes.reserve(options.frames);
     for(std::uint32_t frame = 1; frame <= options.frames; ++frame) {
-        const auto start = std::chrono::steady_clock::now();
+        const std::uint64_t start = Utils::Clock::now();
         for(const std::uint32_t i: animated) {
             const Data::SceneGraph::IndexType index = graph.indexOf(ids[i]);
             graph.setLocalTransformation(index, localOf(i, frame));
             graph.setDirty(index);
         }
-        const auto managersStart = std::chrono::steady_clock::now();
+        const std::uint64_t managersStart = Utils::Clock::now();
         spin.update(1.0/60.0);
         names.update(1.0/60.0);
-        const auto sweepStart = std::chrono::steady_clock::now();
+        const std::uint64_t sweepStart = Utils::Clock::now();
         graph.computeAbsoluteTransformations();
-        const auto end = std::chrono::steady_clock::now();
-        managerTimes.push_back(std::chrono::duration<double, std::micro>(sweepStart - managersStart).count());
-        frameTimes.push_back(std::chrono::duration<double, std::micro>(end - start).count());
-        sweepTimes.push_back(std::chrono::duration<double, std::micro>(end - sweepStart).count());
+        const std::uint64_t end = Utils::Clock::now();
+        managerTimes.push_back(double(sweepStart - managersStart)*1.0e-3);
+        frameTimes.push_back(double(end - start)*1.0e-3);
+        sweepTimes.push_back(double(end - sweepStart)*1.0e-3);
     }
 
     std::printf("\nQuillmarshEngine demo host\n");
