@@ -1,7 +1,8 @@
 /* quillmarsh-asset: looks into asset data files
 
    quillmarsh-asset info FILE     header fields and every chunk: offset, tag, stored and padded size
-   quillmarsh-asset verify FILE   runs the validating reader; exits 1 with its message on a bad file */
+   quillmarsh-asset verify FILE   runs the validating reader; exits 1 with its message on a bad file
+   keygen, sign and verify --key: see SigningCommands.h */
 
 #include <cstdio>
 #include <cstring>
@@ -14,13 +15,15 @@
 #include <QuillmarshEngine/Data/AssetData.h>
 #include <QuillmarshEngine/Data/AssetValidation.h>
 
+#include "SigningCommands.h"
+
 using namespace QuillmarshEngine;
 
 namespace {
 
 int usage() {
     std::cerr << "usage: quillmarsh-asset info FILE\n"
-                 "       quillmarsh-asset verify FILE\n";
+                 "       quillmarsh-asset verify FILE\n" << QuillmarshAsset::SigningUsage;
     return 2;
 }
 
@@ -92,6 +95,10 @@ int verify(const char* path) {
 }
 
 int main(int argc, char** argv) {
+    if(argc >= 2 && std::strcmp(argv[1], "keygen") == 0) return QuillmarshAsset::keygenCommand(argc - 2, argv + 2);
+    if(argc >= 2 && std::strcmp(argv[1], "sign") == 0) return QuillmarshAsset::signCommand(argc - 2, argv + 2);
+    if(argc == 5 && std::strcmp(argv[1], "verify") == 0 && std::strcmp(argv[3], "--key") == 0)
+        return QuillmarshAsset::verifySignatureCommand(argv[2], argv[4]);
     if(argc != 3) return usage();
     if(std::strcmp(argv[1], "info") == 0) return info(argv[2]);
     if(std::strcmp(argv[1], "verify") == 0) return verify(argv[2]);
