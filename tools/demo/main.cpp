@@ -19,6 +19,8 @@
 #include "QuillmarshEngine/Math/Vector3.h"
 #include "QuillmarshEngine/Utils/Clock.h"
 
+#include "DemoFrameCapture.h"
+
 using namespace QuillmarshEngine;
 
 namespace {
@@ -36,6 +38,8 @@ constexpr const char* Usage =
     "  --objects N   number of objects below the scene root, 1 to 65534\n"
     "  --frames N    number of frames to run, 1 to 1000000\n"
     "  --seed N      seed of the generated hierarchy and motion (default 1)\n"
+    "  --capture-frame N        capture frame N with RenderDoc, if it is there\n"
+    "  --capture-library PATH   the RenderDoc library to load (default librenderdoc.so)\n"
     "  --help        print this text\n";
 
 /* One object as the host describes it, independently of the library: its parent (by creation
@@ -53,6 +57,8 @@ struct Options {
     std::uint32_t objects = 4000;
     std::uint32_t frames = 300;
     std::uint32_t seed = 1;
+    std::uint32_t captureFrame = 0;
+    const char* captureLibrary = QuillmarshEngine::FrameCapture::DefaultLibrary;
 };
 
 bool parseNumber(const char* text, const std::uint32_t min, const std::uint32_t max, std::uint32_t& out) {
@@ -87,6 +93,13 @@ int parseOptions(const int argc, char** const argv, Options& options) {
                 std::fprintf(stderr, "quillmarsh-demo: --seed expects a non-negative number, got %s\n", argv[i]);
                 return 1;
             }
+        } else if(arg == "--capture-frame" && hasValue) {
+            if(!parseNumber(argv[++i], 1, 1000000, options.captureFrame)) {
+                std::fprintf(stderr, "quillmarsh-demo: --capture-frame expects a frame number from 1, got %s\n", argv[i]);
+                return 1;
+            }
+        } else if(arg == "--capture-library" && hasValue) {
+            options.captureLibrary = argv[++i];
         } else {
             std::fprintf(stderr, "quillmarsh-demo: unknown or incomplete argument %s\n\n%s", arg.c_str(), Usage);
             return 1;
@@ -284,10 +297,12 @@ int main(int argc, char** argv) {
     for(std::uint32_t index = 0; index != graph.size(); ++index) recomputed += graph.isDirty(Data::SceneGraph::IndexType(index));
     graph.computeAbsoluteTransformations();
 
+    DemoFrameCapture capture{options.captureFrame, options.captureLibrary};
     std::vector<double> frameTimes, sweepTimes, managerTimes;
     frameTimes.reserve(options.frames);
     sweepTimes.reserve(options.frames);
     for(std::uint32_t frame = 1; frame <= options.frames; ++frame) {
+        capture.beginFrame(frame);
         const std::uint64_t start = Utils::Clock::now();
         for(const std::uint32_t i: animated) {
             const Data::SceneGraph::IndexType index = graph.indexOf(ids[i]);
@@ -303,6 +318,7 @@ int main(int argc, char** argv) {
         managerTimes.push_back(double(sweepStart - managersStart)*1.0e-3);
         frameTimes.push_back(double(end - start)*1.0e-3);
         sweepTimes.push_back(double(end - sweepStart)*1.0e-3);
+        capture.endFrame(frame);
     }
 
     std::printf("\nQuillmarshEngine demo host\n");
@@ -318,6 +334,7 @@ int main(int argc, char** argv) {
         *std::min_element(frameTimes.begin(), frameTimes.end()), *std::max_element(frameTimes.begin(), frameTimes.end()));
     std::printf("  managers:   %u names, %u spinning objects; their updates take a median %.1f us per frame\n",
         std::uint32_t(names.size()), std::uint32_t(spin.size()), median(managerTimes));
+    capture.report();
 
     /* Names resolve back to their objects, and each spinner turned by its speed times the time
        the manager accumulated */
