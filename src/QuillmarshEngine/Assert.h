@@ -97,6 +97,20 @@ QUILLMARSH_EXPORT std::string_view sourcePath(const char* file);
     } while(false)
 
 /**
+ * @brief Assert an invariant of the library, reporting a fixed source location
+ *
+ * Like @ref QUILLMARSH_INTERNAL_ASSERT_AT_LINE, but the message names @p path (relative to the
+ * library's source root, without extension) instead of the file the macro stands in. For the
+ * documented messages whose code has since moved to another file.
+ */
+#define QUILLMARSH_INTERNAL_ASSERT_AT(condition, path, line)                \
+    do {                                                                    \
+        if(!(condition)) [[unlikely]]                                       \
+            ::QuillmarshEngine::Implementation::internalAssertionFailed(    \
+                #condition, path, line);                                    \
+    } while(false)
+
+/**
  * @brief Assert an invariant of the library, evaluating @p call always
  */
 #define QUILLMARSH_INTERNAL_ASSERT_OUTPUT(call) QUILLMARSH_INTERNAL_ASSERT(call)

@@ -21,5 +21,14 @@ list(APPEND QuillmarshEngine_SRCS
     Data/AssetData.cpp
     Data/AssetValidation.cpp
     Data/MeshData.cpp
+    # Record families of the asset format
+    Data/ShaderData.cpp
+    Data/PipelineData.cpp
+    Data/ImageData.cpp
+    Data/LanguageData.cpp
+    Data/LocaleData.cpp
+    Data/SkinData.cpp
+    Data/PhysXData.cpp
+    Data/SignatureData.cpp
     # The shader enums of shader and material records
     Shaders/ShaderTypes.cpp)

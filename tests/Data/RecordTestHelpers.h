@@ -1,0 +1,41 @@
+#ifndef QuillmarshEngine_tests_Data_RecordTestHelpers_h
+#define QuillmarshEngine_tests_Data_RecordTestHelpers_h
+
+/* Shared by the record tests: expected records are assembled byte by byte, independently of the
+   builders, and compared as strings so that a mismatch shows where */
+
+#include <cstdint>
+#include <cstring>
+#include <sstream>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "QuillmarshEngine/Debug.h"
+
+namespace QuillmarshEngine { namespace Data { namespace Test {
+
+/* Little-endian byte assembly */
+struct Bytes {
+    std::string data;
+    Bytes& u8(std::uint8_t v) { data.push_back(char(v)); return *this; }
+    Bytes& u16(std::uint16_t v) { return u8(v & 0xff).u8(v >> 8); }
+    Bytes& u32(std::uint32_t v) { return u16(v & 0xffff).u16(v >> 16); }
+    Bytes& f32(float v) { std::uint32_t b; std::memcpy(&b, &v, 4); return u32(b); }
+    Bytes& text(std::string_view v) { data += v; return *this; }
+    Bytes& zeros(std::size_t n) { data.append(n, '\0'); return *this; }
+    /* A zero-terminated name in a field of `size` bytes */
+    Bytes& field(std::string_view v, std::size_t size) { return text(v).zeros(size - v.size()); }
+};
+
+inline std::string str(const std::vector<char>& v) { return {v.data(), v.size()}; }
+
+template<class T> std::string print(const T& value) {
+    std::ostringstream out;
+    Debug{&out} << value;
+    return out.str();
+}
+
+}}}
+
+#endif
