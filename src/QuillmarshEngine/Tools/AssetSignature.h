@@ -13,7 +13,7 @@
 #include <span>
 #include <vector>
 
-#include "QuillmarshEngine/Data/AssetRecords.h"
+#include "QuillmarshEngine/Data/SignatureData.h"
 #include "QuillmarshEngine/Tools/RsaKey.h"
 #include "QuillmarshEngine/Utils/Result.h"
 
