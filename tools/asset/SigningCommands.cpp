@@ -48,12 +48,21 @@ bool writePrivate(const std::string& path, const std::string& text, const bool f
     return true;
 }
 
-Utils::Result<RsaKey> readKey(const std::string& path) {
-    const Utils::Result<std::vector<char>> bytes = Utils::Path::read(path);
-    if(!bytes) return Utils::Result<RsaKey>::fail(bytes.error());
-    Utils::Result<RsaKey> key = RsaKey::fromBytes(*bytes);
-    if(!key) return Utils::Result<RsaKey>::fail(path + ": " + key.error());
-    return key;
+/* The key and the data file that sign and verify work on */
+struct Inputs {
+    RsaKey key;
+    std::vector<char> data;
+};
+
+Utils::Result<Inputs> readInputs(const std::string& path, const std::string& keyPath) {
+    typedef Utils::Result<Inputs> Result;
+    const Utils::Result<std::vector<char>> keyBytes = Utils::Path::read(keyPath);
+    if(!keyBytes) return Result::fail(keyBytes.error());
+    Utils::Result<RsaKey> key = RsaKey::fromBytes(*keyBytes);
+    if(!key) return Result::fail(keyPath + ": " + key.error());
+    Utils::Result<std::vector<char>> data = Utils::Path::read(path);
+    if(!data) return Result::fail(data.error());
+    return Inputs{*std::move(key), *std::move(data)};
 }
 
 }
@@ -101,17 +110,14 @@ int signCommand(const int argc, char** const argv) {
     }
     if(!path || !keyPath) return usageError("sign needs a data file and --key KEY");
 
-    const Utils::Result<RsaKey> key = readKey(keyPath);
-    if(!key) {
-        std::fprintf(stderr, "quillmarsh-asset: %s\n", key.error().c_str());
+    const Utils::Result<Inputs> inputs = readInputs(path, keyPath);
+    if(!inputs) {
+        std::fprintf(stderr, "quillmarsh-asset: %s\n", inputs.error().c_str());
         return 1;
     }
-    const Utils::Result<std::vector<char>> data = Utils::Path::read(path);
-    if(!data) {
-        std::fprintf(stderr, "quillmarsh-asset: %s\n", data.error().c_str());
-        return 1;
-    }
-    const Utils::Result<std::vector<char>> signedData = Tools::signAssetData(*data, *key);
+    const RsaKey& key = inputs->key;
+    const std::vector<char>& data = inputs->data;
+    const Utils::Result<std::vector<char>> signedData = Tools::signAssetData(data, key);
     if(!signedData) {
         std::fprintf(stderr, "%s: %s\n", path, signedData.error().c_str());
         return 1;
@@ -123,29 +129,26 @@ int signCommand(const int argc, char** const argv) {
         std::fprintf(stderr, "quillmarsh-asset: %s\n", written.error().c_str());
         return 1;
     }
-    std::printf("%s: signed, %zu bytes, key fingerprint %s\n", target.c_str(), signedData->size(), key->fingerprint().hex().c_str());
+    std::printf("%s: signed, %zu bytes, key fingerprint %s\n", target.c_str(), signedData->size(), key.fingerprint().hex().c_str());
     return 0;
 }
 
 int verifySignatureCommand(const char* const path, const char* const keyPath) {
-    const Utils::Result<RsaKey> key = readKey(keyPath);
-    if(!key) {
-        std::fprintf(stderr, "quillmarsh-asset: %s\n", key.error().c_str());
+    const Utils::Result<Inputs> inputs = readInputs(path, keyPath);
+    if(!inputs) {
+        std::fprintf(stderr, "quillmarsh-asset: %s\n", inputs.error().c_str());
         return 1;
     }
-    const Utils::Result<std::vector<char>> data = Utils::Path::read(path);
-    if(!data) {
-        std::fprintf(stderr, "quillmarsh-asset: %s\n", data.error().c_str());
-        return 1;
-    }
-    if(const Utils::Result<void> verified = Tools::verifyAssetSignature(*data, *key); !verified) {
+    const RsaKey& key = inputs->key;
+    const std::vector<char>& data = inputs->data;
+    if(const Utils::Result<void> verified = Tools::verifyAssetSignature(data, key); !verified) {
         std::fprintf(stderr, "%s: %s\n", path, verified.error().c_str());
         return 1;
     }
-    std::printf("%s: signature valid, key fingerprint %s\n", path, key->fingerprint().hex().c_str());
+    std::printf("%s: signature valid, key fingerprint %s\n", path, key.fingerprint().hex().c_str());
 
     /* A file signed as it was can still be malformed; the signature only says who wrote it */
-    const Utils::Result<std::vector<Data::AssetChunkEntry>> chunks = Data::validateAssetData(*data);
+    const Utils::Result<std::vector<Data::AssetChunkEntry>> chunks = Data::validateAssetData(data);
     if(!chunks) {
         std::fprintf(stderr, "%s: %s\n", path, chunks.error().c_str());
         return 1;
