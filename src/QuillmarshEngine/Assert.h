@@ -124,6 +124,15 @@ QUILLMARSH_EXPORT std::string_view sourcePath(const char* file);
     ::QuillmarshEngine::Implementation::unreachable(__FILE__, __LINE__)
 
 /**
+ * @brief Mark code the library never reaches, reporting a fixed source line
+ *
+ * Like @ref QUILLMARSH_INTERNAL_ASSERT_UNREACHABLE, but the message names @p line, see
+ * @ref QUILLMARSH_INTERNAL_ASSERT_AT_LINE.
+ */
+#define QUILLMARSH_INTERNAL_ASSERT_UNREACHABLE_AT_LINE(line)                \
+    ::QuillmarshEngine::Implementation::unreachable(__FILE__, line)
+
+/**
  * @brief Print a recoverable warning and continue
  *
  * The message has the same form as in @ref QUILLMARSH_ASSERT.

@@ -261,4 +261,19 @@ TEST(AssetValidationTest, meshFaults) {
     EXPECT_EQ(validate(patched(88, 0x1ff0000)), "offset 88: attribute 0 has an invalid name 0");
 }
 
+TEST(AssetValidationTest, validateAssetRecord) {
+    /* The checks of a whole file, with offsets from the start of the record */
+    const std::string_view sources[]{"abc"};
+    std::vector<char> shader = createShaderData("s", sources, {}, Shaders::ShaderType::Glsl, Shaders::ShaderStage::Vertex, false, {});
+    const Utils::Result<std::span<const char>> valid = validateAssetRecord(Magic::Shader, shader);
+    ASSERT_TRUE(valid);
+    EXPECT_EQ(valid->data(), shader.data());
+    EXPECT_EQ(valid->size(), shader.size());
+    shader[4] = 9;
+    EXPECT_EQ(validateAssetRecord(Magic::Shader, shader).error(), "offset 4: shader texts of 9 bytes exceed the 268 byte record");
+    EXPECT_EQ(validateAssetRecord(Magic::Skin, std::vector<char>(2)).error(), "offset 0: skin record of 2 bytes, expected at least 4");
+    /* Types without record checks pass */
+    EXPECT_TRUE(validateAssetRecord(Magic::Font, {}));
+}
+
 }}}

@@ -9,9 +9,14 @@
 #include <sstream>
 #include <string>
 #include <string_view>
+#include <memory>
+#include <span>
 #include <vector>
 
+#include <gtest/gtest.h>
+
 #include "QuillmarshEngine/Debug.h"
+#include "QuillmarshEngine/Utils/Result.h"
 
 namespace QuillmarshEngine { namespace Data { namespace Test {
 
@@ -34,6 +39,28 @@ template<class T> std::string print(const T& value) {
     std::ostringstream out;
     Debug{&out} << value;
     return out.str();
+}
+
+/* Each reader gets the record in a buffer of exactly its size, so that a read past the end is
+   seen by the sanitizers */
+template<class T> Utils::Result<T> readExact(Utils::Result<T>(*reader)(std::span<const char>), std::span<const char> bytes) {
+    const std::unique_ptr<char[]> exact{new char[bytes.size() + !bytes.size()]};
+    if(!bytes.empty()) std::memcpy(exact.get(), bytes.data(), bytes.size());
+    return reader({exact.get(), bytes.size()});
+}
+
+/* Every cut of a valid record is an error, never an abort */
+template<class T> void expectCutsRefused(Utils::Result<T>(*reader)(std::span<const char>), std::span<const char> record) {
+    for(std::size_t size = 0; size != record.size(); ++size)
+        EXPECT_FALSE(readExact(reader, record.first(size))) << size;
+}
+
+/* The reader's message for the record with the 32-bit word at offset replaced */
+template<class T> std::string patchedError(Utils::Result<T>(*reader)(std::span<const char>), std::span<const char> record, std::size_t offset, std::uint32_t value) {
+    std::vector<char> out{record.begin(), record.end()};
+    std::memcpy(out.data() + offset, &value, 4);
+    const Utils::Result<T> read = readExact(reader, out);
+    return read ? "" : read.error();
 }
 
 }}}

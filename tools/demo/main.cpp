@@ -18,15 +18,17 @@
 #include "QuillmarshEngine/Math/Quaternion.h"
 #include "QuillmarshEngine/Math/Vector3.h"
 #include "QuillmarshEngine/Utils/Clock.h"
+#include "RenderingPart.h"
 
 #include "DemoFrameCapture.h"
+#include "InputTranslationDemo.h"
 
 using namespace QuillmarshEngine;
 
 namespace {
 
 constexpr const char* Usage =
-    "Usage: quillmarsh-demo [--objects N] [--frames N] [--seed N] [--help]\n"
+    "Usage: quillmarsh-demo [--objects N] [--frames N] [--seed N] [--capture-frame N] [--help]\n"
     "\n"
     "Builds a scene of N objects (default 4000, at most 65534) in a generated hierarchy of varied\n"
     "depth, changes the local transformations of every fourth object each frame for the given number\n"
@@ -34,6 +36,8 @@ constexpr const char* Usage =
     "frame. A few objects' world positions are then checked against a recursive computation.\n"
     "Every object gets a name (name manager), and up to 16 extra objects spin about Y, driven by a\n"
     "manager of the host's own; both managers are updated every frame and checked at the end.\n"
+    "An XR rig of its own follows head and controller poses through the input manager, and its\n"
+    "label and menu texts switch from English to German halfway through the run.\n"
     "\n"
     "  --objects N   number of objects below the scene root, 1 to 65534\n"
     "  --frames N    number of frames to run, 1 to 1000000\n"
@@ -247,7 +251,8 @@ int main(int argc, char** argv) {
     const std::uint32_t count = options.objects;
     /* Plus a few spinning objects of the host's own manager, and a name for every object */
     const std::uint32_t Spinners = std::min<std::uint32_t>(16, (65534 - count)/2);
-    Data::SceneGraph graph{Data::SceneGraph::IndexType(count + 1 + Spinners), 2, std::uint16_t(count + 1 + 2*Spinners)};
+    const std::uint32_t renderingComponents = RenderingPart::components(65535 - (count + 1 + 2*Spinners));
+    Data::SceneGraph graph{Data::SceneGraph::IndexType(count + 1 + Spinners), 2 + RenderingPart::Managers, std::uint16_t(count + 1 + 2*Spinners + renderingComponents)};
     Data::NameManager names{Data::SceneGraph::IndexType(count + 1 + Spinners)};
     SpinManager spin{Data::SceneGraph::IndexType(Spinners)};
     graph.setComponentManager(0, "name", &names);
@@ -287,6 +292,7 @@ int main(int argc, char** argv) {
     }
     for(std::uint32_t i = 1; i <= count; ++i) names.setObjectName(ids[i], "object " + std::to_string(i));
     names.setObjectName(Data::Id{0}, "root");
+    RenderingPart rendering{graph, 2, ids, renderingComponents};
     graph.activate();
     graph.setDirty(0);
     graph.computeAbsoluteTransformations();
@@ -297,6 +303,7 @@ int main(int argc, char** argv) {
     for(std::uint32_t index = 0; index != graph.size(); ++index) recomputed += graph.isDirty(Data::SceneGraph::IndexType(index));
     graph.computeAbsoluteTransformations();
 
+    InputTranslationDemo xr{options.frames};
     DemoFrameCapture capture{options.captureFrame, options.captureLibrary};
     std::vector<double> frameTimes, sweepTimes, managerTimes;
     frameTimes.reserve(options.frames);
@@ -318,6 +325,8 @@ int main(int argc, char** argv) {
         managerTimes.push_back(double(sweepStart - managersStart)*1.0e-3);
         frameTimes.push_back(double(end - start)*1.0e-3);
         sweepTimes.push_back(double(end - sweepStart)*1.0e-3);
+        xr.frame(frame);
+        rendering.frame(1.0/60.0);
         capture.endFrame(frame);
     }
 
@@ -353,6 +362,9 @@ int main(int argc, char** argv) {
         failed += !ok;
         std::printf("  spinner %2u: angle %.4f rad, expected %.4f  %s\n", k, actual, expected, ok ? "ok" : "MISMATCH");
     }
+
+    failed += xr.report();
+    failed += rendering.report();
 
     /* The deepest object, the first and last created, and a few others, against the recursive
        computation in double precision at the last frame */

@@ -325,4 +325,11 @@ Utils::Result<std::vector<AssetChunkEntry>> validateAssetData(std::span<const ch
     return chunks;
 }
 
+Utils::Result<std::span<const char>> validateAssetRecord(const Magic magic, const std::span<const char> payload) {
+    Checker checker;
+    if(!checkRecord(checker, magic, payload, 0))
+        return Utils::Result<std::span<const char>>::fail(checker.error());
+    return payload;
+}
+
 }}

@@ -2,7 +2,8 @@
 #define QuillmarshEngine_Data_AssetValidation_h
 
 /** @file
- * @brief Function @ref QuillmarshEngine::Data::validateAssetData(), @ref QuillmarshEngine::Data::listAssetChunks()
+ * @brief Function @ref QuillmarshEngine::Data::validateAssetData(), @ref QuillmarshEngine::Data::listAssetChunks(),
+ *      @ref QuillmarshEngine::Data::validateAssetRecord()
  */
 
 #include <cstdint>
@@ -43,6 +44,17 @@ QUILLMARSH_EXPORT Utils::Result<std::vector<AssetChunkEntry>> validateAssetData(
  * checks nothing else. Expects nothing of @p data, reads only its bytes.
  */
 QUILLMARSH_EXPORT std::vector<AssetChunkEntry> listAssetChunks(std::span<const char> data);
+
+/**
+ * @brief Check one untrusted record
+ *
+ * Makes the checks @ref validateAssetData() makes on the payload of a chunk of type @p magic,
+ * for a record that comes without its file. Never reads outside @p payload and never aborts.
+ * Returns @p payload, or a message `offset <n>: <fault>` with the offset counted from the start
+ * of the record. Types without record checks pass. The typed readers (@ref readLanguageData(),
+ * @ref readLocaleData()) wrap it.
+ */
+QUILLMARSH_EXPORT Utils::Result<std::span<const char>> validateAssetRecord(Magic magic, std::span<const char> payload);
 
 }}
 

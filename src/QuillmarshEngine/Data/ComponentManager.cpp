@@ -43,6 +43,12 @@ void ComponentManager::requireSceneGraph(const char* const function) const {
         function << Debug::nospace << ": the manager is not registered with a scene graph", );
 }
 
+ComponentManager::IndexType ComponentManager::aliveIndex(const Id component, const char* const function) const {
+    QUILLMARSH_ASSERT(isAlive(component),
+        function << Debug::nospace << ": component" << component << "is not alive", {});
+    return indexOf(component);
+}
+
 void ComponentManager::init() {
     SparseArray::init();
     /* The first column of every manager layout is the owner column, the first region after the
@@ -144,7 +150,7 @@ void ComponentManager::append(const ComponentManager& other, const IndexType obj
 }
 
 Id ComponentManager::cloneComponent(const Id component, const Id object) {
-    QUILLMARSH_ASSERT(IndexType(component) < capacity() && indexOf(component) < size() && idOf(indexOf(component)) == component,
+    QUILLMARSH_ASSERT(isAlive(component),
         "ComponentManager::cloneComponent(): component" << component << "is not alive", {});
     const Id clone = addComponent(object);
     copy(indexOf(component), indexOf(clone));

@@ -142,6 +142,16 @@ class QUILLMARSH_EXPORT ComponentManager: public SparseArrayActive {
         /** @brief Slot of the manager in its scene graph */
         std::uint16_t managerIndex() const { return _managerIndex; }
 
+        /**
+         * @brief Whether @p component names a live component
+         *
+         * True when the id lies below the capacity and maps to an index below @ref size(). Never
+         * aborts, so ids from files can be tested before use.
+         */
+        [[nodiscard]] bool isAlive(Id component) const {
+            return IndexType(component) < capacity() && indexOf(component) < size() && idOf(indexOf(component)) == component;
+        }
+
         /** @brief Object owning the component at @p index; not checked */
         Id owner(IndexType index) const { return _owners[index]; }
 
@@ -160,6 +170,14 @@ class QUILLMARSH_EXPORT ComponentManager: public SparseArrayActive {
 
         /** @brief Called by @ref deactivateInScene() for each index; empty by default */
         virtual void doDeactivateInScene(IndexType index);
+
+        /**
+         * @brief Index of @p component, which must be alive
+         *
+         * Otherwise prints "<function>: component Id(<n>) is not alive" and aborts; @p function
+         * is the caller's qualified name with its parentheses.
+         */
+        IndexType aliveIndex(Id component, const char* function) const;
 
         /** @brief Start of the subclass's header tail */
         char* managerHeaderTail() { return ownerHeaderTail() + _reservedTailSize; }

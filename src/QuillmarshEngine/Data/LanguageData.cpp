@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "QuillmarshEngine/Data/AssetValidation.h"
 #include "QuillmarshEngine/Data/Implementation/RecordBytes.h"
 
 namespace QuillmarshEngine { namespace Data {
@@ -28,5 +29,11 @@ LanguageData::LanguageData(std::span<const char> data): _data{data} {
 std::string_view LanguageData::name() const { return readName(_data.data(), NameSize); }
 std::string_view LanguageData::code() const { return readName(_data.data() + NameSize, CodeSize); }
 std::uint32_t LanguageData::pairCount() const { return readU32(_data.data() + 96); }
+
+Utils::Result<LanguageData> readLanguageData(const std::span<const char> payload) {
+    const Utils::Result<std::span<const char>> valid = validateAssetRecord(Magic::Language, payload);
+    if(!valid) return Utils::Result<LanguageData>::fail(valid.error());
+    return LanguageData{payload};
+}
 
 }}

@@ -2,7 +2,8 @@
 #define QuillmarshEngine_Data_LanguageData_h
 
 /** @file
- * @brief Class @ref QuillmarshEngine::Data::LanguageData, function @ref QuillmarshEngine::Data::createLanguageData()
+ * @brief Class @ref QuillmarshEngine::Data::LanguageData, functions @ref QuillmarshEngine::Data::createLanguageData(),
+ *      @ref QuillmarshEngine::Data::readLanguageData()
  */
 
 #include <cstdint>
@@ -12,6 +13,7 @@
 
 #include "QuillmarshEngine/Data/AssetData.h"
 #include "QuillmarshEngine/StringArray.h"
+#include "QuillmarshEngine/Utils/Result.h"
 
 namespace QuillmarshEngine { namespace Data {
 
@@ -20,7 +22,8 @@ namespace QuillmarshEngine { namespace Data {
  *
  * A 100-byte head (64-byte name, 32-byte code, the term pair count) and a string array of twice
  * that many strings: term 0, translation 0, term 1, translation 1, ... Trusts its input like every
- * record view: check untrusted files with @ref validateAssetData() first.
+ * record view: check untrusted files with @ref validateAssetData() first, or read a
+ * single record with @ref readLanguageData().
  */
 class QUILLMARSH_EXPORT LanguageData {
     public:
@@ -52,6 +55,14 @@ class QUILLMARSH_EXPORT LanguageData {
  * Expects a name of at most 63 and a code of at most 31 characters.
  */
 QUILLMARSH_EXPORT std::vector<char> createLanguageData(std::string_view name, std::string_view code, std::uint32_t value, const StringArrayView& strings);
+
+/**
+ * @brief Read an untrusted language record
+ *
+ * The view of @p payload after @ref validateAssetRecord() found its head and all its strings,
+ * or the reason it can't be read. Never aborts.
+ */
+QUILLMARSH_EXPORT Utils::Result<LanguageData> readLanguageData(std::span<const char> payload);
 
 }}
 

@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "QuillmarshEngine/Data/AssetValidation.h"
 #include "QuillmarshEngine/Data/Implementation/RecordBytes.h"
 
 namespace QuillmarshEngine { namespace Data {
@@ -43,6 +44,12 @@ LocaleLinkHeader LocaleData::link(std::uint32_t i) const {
     LocaleLinkHeader out;
     std::memcpy(&out, _data.data() + 8 + 8*std::size_t(i), 8);
     return out;
+}
+
+Utils::Result<LocaleData> readLocaleData(const std::span<const char> payload) {
+    const Utils::Result<std::span<const char>> valid = validateAssetRecord(Magic::Locale, payload);
+    if(!valid) return Utils::Result<LocaleData>::fail(valid.error());
+    return LocaleData{payload};
 }
 
 }}

@@ -2,7 +2,8 @@
 #define QuillmarshEngine_Data_LocaleData_h
 
 /** @file
- * @brief Class @ref QuillmarshEngine::Data::LocaleData, struct @ref QuillmarshEngine::Data::LocaleLinkHeader, function @ref QuillmarshEngine::Data::createLocaleData()
+ * @brief Class @ref QuillmarshEngine::Data::LocaleData, struct @ref QuillmarshEngine::Data::LocaleLinkHeader, functions @ref QuillmarshEngine::Data::createLocaleData(),
+ *      @ref QuillmarshEngine::Data::readLocaleData()
  */
 
 #include <cstdint>
@@ -13,6 +14,7 @@
 
 #include "QuillmarshEngine/Data/AssetData.h"
 #include "QuillmarshEngine/StringArray.h"
+#include "QuillmarshEngine/Utils/Result.h"
 
 namespace QuillmarshEngine { namespace Data {
 
@@ -35,7 +37,8 @@ static_assert(sizeof(LocaleLinkHeader) == 8, "locale links are 8 bytes");
  *
  * Two 32-bit counts (pairs, links), one @ref LocaleLinkHeader per link, then a string array: for
  * each pair its two strings and its extra string, then one term per link. Trusts its input like
- * every record view: check untrusted files with @ref validateAssetData() first.
+ * every record view: check untrusted files with @ref validateAssetData() first, or read a
+ * single record with @ref readLocaleData().
  */
 class QUILLMARSH_EXPORT LocaleData {
     public:
@@ -70,6 +73,14 @@ class QUILLMARSH_EXPORT LocaleData {
  * many extras as pairs and exactly one string per link.
  */
 QUILLMARSH_EXPORT std::vector<char> createLocaleData(std::span<const std::pair<std::string_view, std::string_view>> pairs, std::span<const std::string_view> pairExtras, std::span<const std::string_view> strings, std::span<const LocaleLinkHeader> links);
+
+/**
+ * @brief Read an untrusted locale record
+ *
+ * The view of @p payload after @ref validateAssetRecord() found its counts, its links and all its
+ * strings (three per pair, one per link), or the reason it can't be read. Never aborts.
+ */
+QUILLMARSH_EXPORT Utils::Result<LocaleData> readLocaleData(std::span<const char> payload);
 
 }}
 

@@ -10,7 +10,11 @@ list(APPEND QuillmarshEngine_SRCS
     Data/ComponentManager.cpp
     Data/SparseArrayGrouped.cpp
     Data/GroupedComponentManager.cpp
-    Data/NameManager.cpp)
+    Data/NameManager.cpp
+    Data/MeshManager.cpp
+    Data/ViewManager.cpp
+    Data/ShadowsData.cpp
+    Data/LightManager.cpp)
 # The AVX2 sweep is compiled for AVX2 + FMA alone and only called where the processor has both
 if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|AMD64|amd64)$")
     list(APPEND QuillmarshEngine_SRCS
@@ -32,3 +36,8 @@ list(APPEND QuillmarshEngine_SRCS
     Data/SignatureData.cpp
     # The shader enums of shader and material records
     Shaders/ShaderTypes.cpp)
+list(APPEND QuillmarshEngine_SRCS
+    Data/InputManager.cpp
+    Data/TextManager.cpp
+    Data/JavaScriptManager.cpp
+    Data/TranslationManager.cpp)

@@ -53,6 +53,10 @@ void SparseArray::create(std::vector<char>&& block) {
     std::memcpy(&h, block.data(), sizeof(SparseArrayHeader));
     QUILLMARSH_ASSERT(h.headerSize == headerSize(),
         "SparseArray::create(): header size" << h.headerSize << "does not match the expected" << headerSize(), );
+    /* Owners size their regions from counts kept in the header tail (group counts, pool sizes),
+       so the layout has to see the block's tail, not this array's */
+    if(block.size() >= h.headerSize)
+        std::memcpy(headerTail(), block.data() + sizeof(SparseArrayHeader), h.headerSize - sizeof(SparseArrayHeader));
     const std::size_t expected = h.headerSize + indexDataSize(h.capacity) + (_layout ? _layout->dataSize(h.capacity) : 0);
     QUILLMARSH_ASSERT(h.totalSize == block.size() && expected == block.size(),
         "SparseArray::create(): block of" << block.size() << "bytes does not match its header's" << h.totalSize << "bytes and the" << expected << "bytes of its layout", );

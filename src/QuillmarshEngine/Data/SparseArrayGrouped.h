@@ -129,6 +129,9 @@ class QUILLMARSH_EXPORT SparseArrayGrouped {
         /** @brief Clear every changed-group bit */
         void resetChangedGroups() { _changedGroups.resetAll(); }
 
+        /** @brief Mark every group changed, for data shared by all groups (such as a mesh) */
+        void markAllGroupsChanged() { _changedGroups.view().setRange(0, groupsCount()); }
+
         /* Upkeep of the slot column, called by the owner next to the array's own operations */
         void swapSlots(IndexType a, IndexType b) { std::swap(_slots[a], _slots[b]); }
         void moveSlot(IndexType from, IndexType to);
