@@ -4,7 +4,6 @@
    they compare with the processor time of the in-process runs also on a loaded machine. Prints
    the throughput ratios at the end. */
 
-#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -18,6 +17,7 @@
 #include <benchmark/benchmark.h>
 
 #include "QuillmarshEngine/Debug.h"
+#include "QuillmarshEngine/Utils/Clock.h"
 #include "QuillmarshEngine/Utils/Preprocessor.h"
 
 using namespace QuillmarshEngine;
@@ -102,13 +102,13 @@ void runProcess(benchmark::State& state, const std::string& command) {
     shaderFile();
     double wall = 0.0;
     for(auto _: state) {
-        const auto start = std::chrono::steady_clock::now();
+        const Utils::Clock clock;
         const double before = childrenTime();
         /* A failing peer still processed the whole file (cpp reports #version as an error) */
         const int status = std::system(command.c_str());
         benchmark::DoNotOptimize(status);
         state.SetIterationTime(childrenTime() - before);
-        wall += std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+        wall += clock.elapsed();
     }
     state.counters["wall_seconds"] = benchmark::Counter{wall, benchmark::Counter::kAvgIterations};
     state.SetBytesProcessed(std::int64_t(state.iterations())*std::int64_t(shader().size()));

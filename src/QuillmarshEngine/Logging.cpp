@@ -1,11 +1,12 @@
 #include "QuillmarshEngine/Logging.h"
 
 #include <pthread.h>
-#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
 #include <string>
+
+#include "QuillmarshEngine/Utils/Clock.h"
 
 namespace QuillmarshEngine {
 
@@ -81,8 +82,7 @@ bool isLogFileOpen() { return logFile != nullptr; }
 void log(LogLevel level, std::string_view message) {
     /* Two independent reads, deliberately not reconciled */
     const std::tm t = localNow();
-    const long long nanoseconds = std::chrono::duration_cast<std::chrono::nanoseconds>(
-        std::chrono::system_clock::now().time_since_epoch()).count();
+    const long long nanoseconds = Utils::Clock::wallNow();
     const int milliseconds = int((nanoseconds%1000000000 + 1000000000)%1000000000/1000000);
 
     const int levelIndex = int(level) >= 0 && int(level) < 3 ? int(level) : 2;

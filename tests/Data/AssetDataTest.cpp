@@ -30,6 +30,8 @@ TEST(AssetDataTest, magicValuesAndPrinting) {
     EXPECT_EQ(print(Magic::PhysX), "Magic::PhysX\n");
     EXPECT_EQ(print(Magic::JsParams), "Magic::JsParams\n");
     EXPECT_EQ(print(Magic::ImageTile), "Magic::ImageTile\n");
+    EXPECT_EQ(print(Magic::Signature), "Magic::Signature\n");
+    EXPECT_EQ(std::uint32_t(Magic::Signature), 0x5a454d51u);
     EXPECT_EQ(print(Magic(0x7a454d51u)), "Magic(QMEz)\n");
     EXPECT_EQ(print(Magic(0x0a454d51u)), "Magic(QME?)\n");
     EXPECT_TRUE(isMagicKnown(Magic::Skin));

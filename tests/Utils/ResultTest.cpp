@@ -26,6 +26,19 @@ TEST(ResultTest, moveOnlyValue) {
     EXPECT_EQ(*p, 3);
 }
 
+Result<void> checkEven(int value) {
+    if(value % 2) return Result<void>::fail("odd: " + std::to_string(value));
+    return {};
+}
+
+TEST(ResultTest, voidResult) {
+    EXPECT_TRUE(checkEven(4));
+    EXPECT_TRUE(Result<void>{}.isValid());
+    const Result<void> odd = checkEven(3);
+    ASSERT_FALSE(odd);
+    EXPECT_EQ(odd.error(), "odd: 3");
+}
+
 TEST(ResultDeathTest, accessValueOfError) {
     Result<int> r = parseDigit('?');
     EXPECT_DEATH(static_cast<void>(*r), "^Result::\\*\\(\\): Accessed value of invalid result\n$");
@@ -35,6 +48,7 @@ TEST(ResultDeathTest, accessValueOfError) {
 TEST(ResultDeathTest, accessErrorOfValue) {
     Result<int> r = parseDigit('1');
     EXPECT_DEATH(static_cast<void>(r.error()), "^Result::error\\(\\): Accessed error of valid result\n$");
+    EXPECT_DEATH(static_cast<void>(checkEven(2).error()), "^Result::error\\(\\): Accessed error of valid result\n$");
 }
 
 }}}

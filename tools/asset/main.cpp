@@ -3,7 +3,8 @@
    Each command is one function taking the parsed command line; the table below names them, and
    the usage text is made from it. Exit codes: 0 done, 1 a file that can't be read or is not
    valid, 2 a wrong command line. Files are opened through InputFile, which refuses what is not a
-   regular file with a message, and are never read into memory whole. */
+   regular file with a message, and are never read into memory whole. keygen, sign and
+   verify --key are the signing commands of SigningCommands.h, which parse their own arguments. */
 
 #include <algorithm>
 #include <cstdio>
@@ -20,6 +21,8 @@
 #include <QuillmarshEngine/Tools/MeshFormat.h>
 
 #include "InputFile.h"
+
+#include "SigningCommands.h"
 
 using namespace QuillmarshEngine;
 using AssetTool::InputFile;
@@ -69,6 +72,7 @@ void printUsage(std::FILE* out) {
     std::fprintf(out, "Usage: %s COMMAND [OPTIONS] FILE\n       %s --help\n\nCommands:\n", Program, Program);
     for(const Command& command: Commands)
         std::fprintf(out, "  %-6s %-15s %s\n", command.name, command.synopsis, command.summary);
+    std::fprintf(out, "\nSigning:\n%s", QuillmarshAsset::SigningUsage);
     std::fprintf(out, "\nExit status: 0 done, 1 a file that can't be read or is not valid, 2 a wrong command line.\n");
 }
 
@@ -181,6 +185,11 @@ int run(const int argc, char** const argv) {
         printUsage(stdout);
         return 0;
     }
+    if(first == "keygen") return QuillmarshAsset::keygenCommand(argc - 2, argv + 2);
+    if(first == "sign") return QuillmarshAsset::signCommand(argc - 2, argv + 2);
+    if(first == "verify" && argc == 5 && std::strcmp(argv[3], "--key") == 0)
+        return QuillmarshAsset::verifySignatureCommand(argv[2], argv[4]);
+
     const Command* command = nullptr;
     for(const Command& c: Commands) if(first == c.name) command = &c;
     if(!command) {

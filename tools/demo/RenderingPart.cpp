@@ -1,7 +1,6 @@
 #include "RenderingPart.h"
 
 #include <algorithm>
-#include <chrono>
 #include <cmath>
 #include <cstdio>
 #include <sstream>
@@ -9,6 +8,7 @@
 
 #include "QuillmarshEngine/Debug.h"
 #include "QuillmarshEngine/Math/Quaternion.h"
+#include "QuillmarshEngine/Utils/Clock.h"
 
 using namespace QuillmarshEngine;
 
@@ -90,14 +90,14 @@ void RenderingPart::frame(const double dt) {
     std::ostringstream warnings;
     {
         Warning redirect{&warnings};
-        const auto start = std::chrono::steady_clock::now();
+        const Utils::Clock clock;
         _meshes.update(dt);
         _views.update(dt);
         const Data::SparseArray::IndexType view = _views.indexOf(_camera);
         _views.projectionMatrices()[view] = _views.generateProjectionMatrix(view);
         _lights.update(dt);
         _lights.setupShadows(_graph, _views, _camera, ShadowBudget);
-        _frameTimes.push_back(std::chrono::duration<double, std::micro>(std::chrono::steady_clock::now() - start).count());
+        _frameTimes.push_back(clock.elapsedMicroseconds());
     }
     const std::string text = warnings.str();
     _warningCount += std::uint32_t(std::count(text.begin(), text.end(), '\n'));

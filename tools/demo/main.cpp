@@ -2,7 +2,6 @@
    long the world-transform update takes, checking a few objects against a recursive computation */
 
 #include <algorithm>
-#include <chrono>
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
@@ -19,8 +18,10 @@
 #include "QuillmarshEngine/Math/DualQuaternion.h"
 #include "QuillmarshEngine/Math/Quaternion.h"
 #include "QuillmarshEngine/Math/Vector3.h"
+#include "QuillmarshEngine/Utils/Clock.h"
 #include "RenderingPart.h"
 
+#include "DemoFrameCapture.h"
 #include "InputTranslationDemo.h"
 #include "CollisionDemo.h"
 
@@ -29,7 +30,7 @@ using namespace QuillmarshEngine;
 namespace {
 
 constexpr const char* Usage =
-    "Usage: quillmarsh-demo [--objects N] [--frames N] [--seed N] [--help]\n"
+    "Usage: quillmarsh-demo [--objects N] [--frames N] [--seed N] [--capture-frame N] [--help]\n"
     "\n"
     "Builds a scene of N objects (default 4000, at most 65534) in a generated hierarchy of varied\n"
     "depth, changes the local transformations of every fourth object each frame for the given number\n"
@@ -44,6 +45,8 @@ constexpr const char* Usage =
     "  --objects N   number of objects below the scene root, 1 to 65534\n"
     "  --frames N    number of frames to run, 1 to 1000000\n"
     "  --seed N      seed of the generated hierarchy and motion, 0 to 4294967295 (default 1)\n"
+    "  --capture-frame N        capture frame N with RenderDoc, if it is there\n"
+    "  --capture-library PATH   the RenderDoc library to load (default librenderdoc.so)\n"
     "  --help        print this text\n";
 
 /* One object as the host describes it, independently of the library: its parent (by creation
@@ -61,6 +64,8 @@ struct Options {
     std::uint32_t objects = 4000;
     std::uint32_t frames = 300;
     std::uint32_t seed = 1;
+    std::uint32_t captureFrame = 0;
+    const char* captureLibrary = QuillmarshEngine::FrameCapture::DefaultLibrary;
 };
 
 bool parseNumber(const char* text, const std::uint32_t min, const std::uint32_t max, std::uint32_t& out) {
@@ -95,6 +100,13 @@ int parseOptions(const int argc, char** const argv, Options& options) {
                 std::fprintf(stderr, "quillmarsh-demo: --seed expects a number from 0 to 4294967295, got %s\n", argv[i]);
                 return 1;
             }
+        } else if(arg == "--capture-frame" && hasValue) {
+            if(!parseNumber(argv[++i], 1, 1000000, options.captureFrame)) {
+                std::fprintf(stderr, "quillmarsh-demo: --capture-frame expects a frame number from 1, got %s\n", argv[i]);
+                return 1;
+            }
+        } else if(arg == "--capture-library" && hasValue) {
+            options.captureLibrary = argv[++i];
         } else {
             std::fprintf(stderr, "quillmarsh-demo: unknown or incomplete argument %s\n\n%s", arg.c_str(), Usage);
             return 1;
@@ -253,10 +265,10 @@ int main(int argc, char** argv) {
        moves: addObjectUnsafe() appends in constant time, where addObject() in creation order
        would shift every later index and the build would take time quadratic in the count */
     const std::vector<std::uint32_t> order = preOrder(objects);
-    const auto buildStart = std::chrono::steady_clock::now();
+    const Utils::Clock buildClock;
     for(const std::uint32_t i: order)
         ids[i] = graph.addObjectUnsafe(graph.indexOf(ids[objects[i].parent]));
-    const double buildMicroseconds = std::chrono::duration<double, std::micro>(std::chrono::steady_clock::now() - buildStart).count();
+    const double buildMicroseconds = buildClock.elapsedMicroseconds();
 
     /* Indices are final once the hierarchy is built; ids would survive later changes too */
     const auto localOf = [&](const std::uint32_t i, const std::uint32_t frame) {
@@ -296,28 +308,33 @@ int main(int argc, char** argv) {
 
     InputTranslationDemo xr{options.frames};
     CollisionDemo collisionDemo{options.seed};
+    "  --capture-frame N        capture frame N with RenderDoc, if it is there\n"
+    "  --capture-library PATH   the RenderDoc library to load (default librenderdoc.so)\n"
     std::vector<double> frameTimes, sweepTimes, managerTimes;
     frameTimes.reserve(options.frames);
     sweepTimes.reserve(options.frames);
     for(std::uint32_t frame = 1; frame <= options.frames; ++frame) {
-        const auto start = std::chrono::steady_clock::now();
+        capture.beginFrame(frame);
+        const std::uint64_t start = Utils::Clock::now();
         for(const std::uint32_t i: animated) {
             const Data::SceneGraph::IndexType index = graph.indexOf(ids[i]);
             graph.setLocalTransformation(index, localOf(i, frame));
             graph.setDirty(index);
         }
-        const auto managersStart = std::chrono::steady_clock::now();
+        const std::uint64_t managersStart = Utils::Clock::now();
         spin.update(1.0/60.0);
         names.update(1.0/60.0);
-        const auto sweepStart = std::chrono::steady_clock::now();
+        const std::uint64_t sweepStart = Utils::Clock::now();
         graph.computeAbsoluteTransformations();
-        const auto end = std::chrono::steady_clock::now();
-        managerTimes.push_back(std::chrono::duration<double, std::micro>(sweepStart - managersStart).count());
-        frameTimes.push_back(std::chrono::duration<double, std::micro>(end - start).count());
-        sweepTimes.push_back(std::chrono::duration<double, std::micro>(end - sweepStart).count());
+        const std::uint64_t end = Utils::Clock::now();
+        managerTimes.push_back(double(sweepStart - managersStart)*1.0e-3);
+        frameTimes.push_back(double(end - start)*1.0e-3);
+        sweepTimes.push_back(double(end - sweepStart)*1.0e-3);
         xr.frame(frame);
         rendering.frame(1.0/60.0);
         collisionDemo.frame(frame);
+    "  --capture-frame N        capture frame N with RenderDoc, if it is there\n"
+    "  --capture-library PATH   the RenderDoc library to load (default librenderdoc.so)\n"
     }
 
     std::printf("\nQuillmarshEngine demo host\n");
@@ -333,6 +350,7 @@ int main(int argc, char** argv) {
         *std::min_element(frameTimes.begin(), frameTimes.end()), *std::max_element(frameTimes.begin(), frameTimes.end()));
     std::printf("  managers:   %u names, %u spinning objects; their updates take a median %.1f us per frame\n",
         std::uint32_t(names.size()), std::uint32_t(spin.size()), median(managerTimes));
+    capture.report();
 
     /* Names resolve back to their objects, and each spinner turned by its speed times the time
        the manager accumulated */

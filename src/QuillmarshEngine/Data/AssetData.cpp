@@ -41,6 +41,7 @@ const char* magicName(Magic magic) {
         case Magic::Scene: return "Scene";
         case Magic::Texture: return "Texture";
         case Magic::Header: return "Header";
+        case Magic::Signature: return "Signature";
         case Magic::Animation: return "Animation";
         case Magic::MorphTarget: return "MorphTarget";
         case Magic::Draw: return "Draw";

@@ -44,6 +44,8 @@ enum class Magic: std::uint32_t {
     Scene = QUILLMARSH_MAGIC('S'),
     Texture = QUILLMARSH_MAGIC('T'),
     Header = QUILLMARSH_MAGIC('V'),
+    /** Signature over the whole file, its last chunk; see @ref AssetSignatureHeader */
+    Signature = QUILLMARSH_MAGIC('Z'),
     Animation = QUILLMARSH_MAGIC('a'),
     MorphTarget = QUILLMARSH_MAGIC('b'),
     Draw = QUILLMARSH_MAGIC('d'),

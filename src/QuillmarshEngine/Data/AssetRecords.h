@@ -14,8 +14,8 @@
  * The record families live in their own headers, which this one gathers: mesh records in
  * @ref MeshData.h, the rest in @ref ShaderData.h, @ref PipelineData.h (pipeline, draw, material),
  * @ref ImageData.h (image, image tile, texture, probe), @ref LanguageData.h, @ref LocaleData.h,
- * @ref SkinData.h, @ref PhysXData.h (PhysX, font) and @ref AnimationData.h (animation and
- * animation targets).
+ * @ref SkinData.h, @ref PhysXData.h (PhysX, font), @ref AnimationData.h (animation and
+ * animation targets) and @ref SignatureData.h.
  */
 
 #include "QuillmarshEngine/Data/AnimationData.h"
@@ -26,6 +26,7 @@
 #include "QuillmarshEngine/Data/PhysXData.h"
 #include "QuillmarshEngine/Data/PipelineData.h"
 #include "QuillmarshEngine/Data/ShaderData.h"
+#include "QuillmarshEngine/Data/SignatureData.h"
 #include "QuillmarshEngine/Data/SkinData.h"
 
 #endif

@@ -323,6 +323,11 @@ bool checkRecord(Checker& checker, Magic magic, std::span<const char> payload, s
             if(payload.empty() || payload.back() != '\0')
                 return checker.fail(base, "external file name is not terminated");
             return true;
+        case Magic::Signature:
+            if(!checkMinimum(checker, payload, base, sizeof(AssetSignatureHeader), "signature")) return false;
+            if(sizeof(AssetSignatureHeader) + std::uint64_t(readU32(payload.data() + 4)) != payload.size())
+                return checker.fail(base + 4, "signature of", readU32(payload.data() + 4), "bytes does not fill the", payload.size(), "byte record");
+            return true;
         default: return true;
     }
 }
@@ -397,6 +402,10 @@ Utils::Result<std::vector<AssetChunkEntry>> validateAssetData(std::span<const ch
         }
         if(padded > remaining) {
             checker.fail(position + 4, magic, "chunk of", padded, "bytes ends past the end of the data at", data.size());
+            return Result::fail(checker.error());
+        }
+        if(magic == Magic::Signature && padded != remaining) {
+            checker.fail(position, "a signature chunk before the last chunk");
             return Result::fail(checker.error());
         }
         const std::span<const char> payload = data.subspan(std::size_t(position + AssetChunkHeaderSize), size);

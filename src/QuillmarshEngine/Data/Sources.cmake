@@ -45,6 +45,7 @@ list(APPEND QuillmarshEngine_SRCS
     Data/SkinData.cpp
     Data/PhysXData.cpp
     Data/AnimationData.cpp
+    Data/SignatureData.cpp
     # Components that play animations
     Data/AnimationManager.cpp
     # The shader enums of shader and material records

@@ -94,9 +94,14 @@ class QUILLMARSH_EXPORT Sha256 {
 /** @overload */
 [[nodiscard]] QUILLMARSH_EXPORT Sha256Digest sha256(std::span<const std::uint8_t> data);
 
-/** @brief SHA-256 of a string's characters */
+/** @brief SHA-256 of a string's characters, without a terminating zero */
 [[nodiscard]] inline Sha256Digest sha256(std::string_view data) {
     return sha256(std::span<const char>{data.data(), data.size()});
+}
+
+/** @overload */
+[[nodiscard]] inline Sha256Digest sha256(const std::string& data) {
+    return sha256(std::string_view{data});
 }
 
 /**

@@ -29,4 +29,6 @@ find_package(PkgConfig REQUIRED)
 pkg_check_modules(QuillmarshTomcrypt REQUIRED IMPORTED_TARGET libtomcrypt libtommath)
 list(APPEND QuillmarshEngine_LIBRARIES PkgConfig::QuillmarshTomcrypt)
 list(APPEND QuillmarshEngine_SRCS
-    Tools/Cryptography.cpp)
+    Tools/Cryptography.cpp
+    Tools/RsaKey.cpp
+    Tools/AssetSignature.cpp)

@@ -5,6 +5,7 @@
  * @brief Class @ref QuillmarshEngine::Utils::Result
  */
 
+#include <optional>
 #include <string>
 #include <utility>
 #include <variant>
@@ -62,6 +63,36 @@ template<class T, class E = std::string> class [[nodiscard]] Result {
         }
 
         std::variant<T, E> _data;
+};
+
+/**
+ * @brief Success or error of an operation that has no value to return
+ *
+ * A default-constructed result is valid. Reading the error of a valid result aborts with
+ * `Result::error(): Accessed error of valid result`.
+ */
+template<class E> class Result<void, E> {
+    public:
+        /** @brief Valid result */
+        /*implicit*/ Result() = default;
+        /** @brief Error result holding @p error */
+        explicit Result(ErrorTag, E error): _error{std::move(error)} {}
+
+        /** @brief Error result, @see @ref Result(ErrorTag, E) */
+        static Result fail(E error) { return Result{ResultError, std::move(error)}; }
+
+        /** @brief Whether the operation succeeded */
+        bool isValid() const { return !_error; }
+        explicit operator bool() const { return isValid(); }
+
+        /** @brief The error; expects an error result */
+        const E& error() const {
+            QUILLMARSH_ASSERT(!isValid(), "Result::error(): Accessed error of valid result", {});
+            return *_error;
+        }
+
+    private:
+        std::optional<E> _error;
 };
 
 }}

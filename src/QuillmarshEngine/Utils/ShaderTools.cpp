@@ -1,12 +1,11 @@
 #include "QuillmarshEngine/Utils/ShaderTools.h"
 
 #include <deque>
-#include <fstream>
-#include <iterator>
 #include <optional>
 
 #include "QuillmarshEngine/Debug.h"
 #include "QuillmarshEngine/Utils/CharacterClass.h"
+#include "QuillmarshEngine/Utils/Path.h"
 #include "QuillmarshEngine/Utils/Preprocessor.h"
 #include "QuillmarshEngine/Utils/Resource.h"
 #include "QuillmarshEngine/Utils/StringWriter.h"
@@ -78,13 +77,6 @@ std::size_t scanComments(std::string_view text, std::size_t i, bool& inBlock) {
     return include;
 }
 
-bool readFile(const std::string& path, std::string& out) {
-    std::ifstream file{path, std::ios::binary};
-    if(!file) return false;
-    out.assign(std::istreambuf_iterator<char>{file}, std::istreambuf_iterator<char>{});
-    return !file.bad();
-}
-
 }
 
 Result<std::vector<std::string>> getIncludesList(const std::string_view source) {
@@ -148,13 +140,11 @@ std::string inlineIncludes(const std::vector<std::string>& locations, const std:
             std::string_view text;
             if(location.group) {
                 text = location.group->getString(path);
-            } else {
-                std::string joined = *location.directory;
-                if(!joined.empty() && joined.back() != '/') joined += '/';
-                joined += path;
-                std::string contents;
-                if(readFile(joined, contents) && !contents.empty()) {
-                    files.push_back(std::move(contents));
+            } else if(!path.starts_with('/')) {
+                /* Absolute paths are refused when inlining, so they are not looked up either */
+                Result<std::string> contents = Path::readString(Path::join(*location.directory, path));
+                if(contents && !contents->empty()) {
+                    files.push_back(*std::move(contents));
                     text = files.back();
                 }
             }

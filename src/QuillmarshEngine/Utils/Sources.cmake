@@ -4,6 +4,11 @@ list(APPEND QuillmarshEngine_SRCS
     Utils/BitSet.cpp
     Utils/MemoryPartition.cpp)
 
+# Runtime services: file names and whole files, time
+list(APPEND QuillmarshEngine_SRCS
+    Utils/Clock.cpp
+    Utils/Path.cpp)
+
 # Shader source tooling: tokenizer, output buffer, preprocessor, includes and tags
 list(APPEND QuillmarshEngine_SRCS
     Utils/Preprocessor.cpp
