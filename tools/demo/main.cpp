@@ -308,8 +308,7 @@ int main(int argc, char** argv) {
 
     InputTranslationDemo xr{options.frames};
     CollisionDemo collisionDemo{options.seed};
-    "  --capture-frame N        capture frame N with RenderDoc, if it is there\n"
-    "  --capture-library PATH   the RenderDoc library to load (default librenderdoc.so)\n"
+    DemoFrameCapture capture{options.captureFrame, options.captureLibrary};
     std::vector<double> frameTimes, sweepTimes, managerTimes;
     frameTimes.reserve(options.frames);
     sweepTimes.reserve(options.frames);
@@ -333,8 +332,7 @@ int main(int argc, char** argv) {
         xr.frame(frame);
         rendering.frame(1.0/60.0);
         collisionDemo.frame(frame);
-    "  --capture-frame N        capture frame N with RenderDoc, if it is there\n"
-    "  --capture-library PATH   the RenderDoc library to load (default librenderdoc.so)\n"
+        capture.endFrame(frame);
     }
 
     std::printf("\nQuillmarshEngine demo host\n");
