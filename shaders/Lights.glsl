@@ -31,21 +31,51 @@ layout(std140) uniform Lights {
     uvec4 lightGroupOffsets;
 };
 
-/* With SHADOWS, a light with shadows assigned reads the shadow map layer of its first shadow
- * record, through that record's light-space matrix; without, every light is unshadowed */
+/* With SHADOWS, a light with shadows assigned reads the shadow map layers of its shadow records,
+ * one layer per record, through the records' light-space and projection matrices; without, every
+ * light is unshadowed. Per record, shadowRecords x is the kind (0 spot, 1 sun cascade, 2 point
+ * hemisphere) and y, for a sun cascade, the view depth where the cascade ends. A sun picks the
+ * first of its cascades whose end lies beyond the position's depth in the view the cascades were
+ * fitted to (shadowDepth: the depth is dot(shadowDepth, vec4(position, 1))). A point light has a
+ * pair of paraboloid records, the first for the hemisphere in front of its pointing axis. */
 #ifdef SHADOWS
 #ifndef MAX_SHADOWS
 #define MAX_SHADOWS 16
 #endif
+#ifndef SHADOW_BIAS
+#define SHADOW_BIAS 0.0015
+#endif
 uniform sampler2DArrayShadow shadowMaps;
 layout(std140) uniform Shadows {
-    mat4 shadowMatrices[MAX_SHADOWS];
+    mat4 shadowViews[MAX_SHADOWS];
+    mat4 shadowProjections[MAX_SHADOWS];
+    vec4 shadowRecords[MAX_SHADOWS];
+    vec4 shadowDepth;
 };
 float lightShadow(Light light, vec3 position) {
     int record = int(light.derived.w);
-    vec4 projected = shadowMatrices[record]*vec4(position, 1.0);
+    vec4 lightSpace = shadowViews[record]*vec4(position, 1.0);
+    vec4 projected;
+    if(shadowRecords[record].x == 2.0) {
+        if(lightSpace.z > 0.0) {
+            record += 1;
+            lightSpace = shadowViews[record]*vec4(position, 1.0);
+        }
+        float distance = length(lightSpace.xyz);
+        projected = shadowProjections[record]*vec4(lightSpace.xy/max(distance - lightSpace.z, 1.0e-6), -distance, 1.0);
+    } else {
+        if(shadowRecords[record].x == 1.0) {
+            float depth = dot(shadowDepth, vec4(position, 1.0));
+            int last = record + int(light.shadowParameters.w) - 1;
+            while(record < last && depth > shadowRecords[record].y) ++record;
+            lightSpace = shadowViews[record]*vec4(position, 1.0);
+        }
+        projected = shadowProjections[record]*lightSpace;
+    }
     vec3 coordinates = projected.xyz/projected.w*0.5 + 0.5;
-    return texture(shadowMaps, vec4(coordinates.xy, float(record), coordinates.z));
+    /* Beyond the far end of the map nothing casts a shadow */
+    if(coordinates.z >= 1.0) return 1.0;
+    return texture(shadowMaps, vec4(coordinates.xy, float(record), coordinates.z - SHADOW_BIAS));
 }
 #else
 float lightShadow(Light light, vec3 position) { return 1.0; }

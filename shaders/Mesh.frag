@@ -1,7 +1,12 @@
 #version 330 core
+{{defines}}
 /* Fragment shader of meshes: a base colour (times the vertex colour and a texture when present)
- * lit by the light manager's lights. Preprocess with define expansion on, with the same flags as
- * Mesh.vert. */
+ * lit by the light manager's lights. Replace the defines tag and preprocess as for Mesh.vert, with
+ * the same flags. With DEPTH_ONLY (shadow maps) it writes nothing but depth. */
+
+#ifdef DEPTH_ONLY
+void main() {}
+#else
 
 #include "Lights.glsl"
 
@@ -58,3 +63,4 @@ void main() {
     fragmentObjectId = interpolatedObjectId;
     #endif
 }
+#endif

@@ -1,28 +1,31 @@
 #version 330 core
+{{defines}}
 /* Vertex shader of meshes in the packed layout, placed by the mesh manager's instance
- * transforms (a dual quaternion and a scaling per instance) and optionally skinned. Preprocess
- * with define expansion on; the attribute flags are those of VertexAttributes.glsl. */
+ * transforms (a dual quaternion and a scaling per instance) and optionally skinned. Replace the
+ * defines tag with the #define lines of the variant (or nothing), then preprocess with define
+ * expansion on; the attribute flags are those of VertexAttributes.glsl.
+ *
+ * With PARABOLOID (shadow maps of point lights) viewProjection is the record's projection alone
+ * and paraboloidView the record's light-space matrix: the hemisphere in front of the light maps
+ * onto the unit disc, and clip distance 0 cuts away the other one. */
 
-#include "Quantization.glsl"
 #include "VertexAttributes.glsl"
 #include "DualQuaternion.glsl"
 #ifdef SKINNING
 #include "Skinning.glsl"
 #endif
 
-#ifndef MAX_INSTANCES
-#define MAX_INSTANCES 256
-#endif
-
-/* The mesh manager's transforms and scalings columns: a 32-byte dual quaternion and a 32-byte
- * scaling record (xyz scaling, w the material index as a float, then padding) per instance */
-layout(std140) uniform Instances {
-    vec4 instanceTransforms[2*MAX_INSTANCES];
-    vec4 instanceScalings[2*MAX_INSTANCES];
-};
+/* The mesh manager's transforms and scalings columns, bound as they are as instanced attributes
+ * of a 32-byte stride: the dual quaternion's real and dual parts, and the scaling record (xyz
+ * scaling, w the material index as a float; its padding is not read) */
+layout(location = INSTANCE_REAL_LOCATION) in vec4 instanceReal;
+layout(location = INSTANCE_DUAL_LOCATION) in vec4 instanceDual;
+layout(location = INSTANCE_SCALING_LOCATION) in vec4 instanceScaling;
 
 uniform mat4 viewProjection;
-uniform int firstInstance;
+#ifdef PARABOLOID
+uniform mat4 paraboloidView;
+#endif
 
 out vec3 worldPosition;
 flat out float materialIndex;
@@ -46,9 +49,8 @@ flat out uint interpolatedObjectId;
 #endif
 
 void main() {
-    int instance = firstInstance + gl_InstanceID;
-    DualQuaternion transform = DualQuaternion(instanceTransforms[2*instance], instanceTransforms[2*instance + 1]);
-    vec4 scaling = instanceScalings[2*instance];
+    DualQuaternion transform = DualQuaternion(instanceReal, instanceDual);
+    vec4 scaling = instanceScaling;
 
     vec3 localPosition = position;
     #ifdef NORMAL
@@ -90,5 +92,12 @@ void main() {
     interpolatedObjectId = objectId;
     #endif
 
+    #ifdef PARABOLOID
+    vec4 lightSpace = paraboloidView*vec4(worldPosition, 1.0);
+    float distance = length(lightSpace.xyz);
+    gl_Position = viewProjection*vec4(lightSpace.xy/max(distance - lightSpace.z, 1.0e-6), -distance, 1.0);
+    gl_ClipDistance[0] = -lightSpace.z;
+    #else
     gl_Position = viewProjection*vec4(worldPosition, 1.0);
+    #endif
 }

@@ -1,8 +1,9 @@
 /* Unpacking of the quantized vertex formats of the packed mesh layout.
  *
- * Quantized attributes are bound as integer attributes and read back here: normals and tangents
- * as signed 16-bit normalized values, colors and skinning weights as unsigned 16-bit normalized
- * values. -32768 and -32767 both map to -1, as with the graphics API's own normalization. */
+ * For quantized values a shader reads as integers (from buffers or textures; vertex attributes are
+ * bound normalized and need none of this): normals and tangents as signed 16-bit normalized
+ * values, colors and skinning weights as unsigned 16-bit normalized values. -32768 and -32767
+ * both map to -1, as with the graphics API's own normalization. */
 
 float unpackSnorm16(int value) {
     return max(float(value)/32767.0, -1.0);

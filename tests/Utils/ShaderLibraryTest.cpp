@@ -40,13 +40,14 @@ TEST(ResourceDeathTest, unknownGroup) {
     EXPECT_DEATH(Resource{"NoSuchGroup"}, "^Utils::Resource::Resource\\(\\): group NoSuchGroup was not found\n$");
 }
 
-/* Inlines the includes of a library shader, preprocesses it after the given defines and returns
-   the text for the driver */
+/* Inlines the includes of a library shader, puts the given defines in place of its defines tag,
+   preprocesses it and returns the text for the driver */
 std::string assemble(const char* file, const std::string& defines) {
     const std::string_view source = Resource{Group}.getString(file);
-    std::string inlined = inlineIncludes({std::string{"resource:"} + Group}, source, true);
+    const std::string inlined = inlineIncludes({std::string{"resource:"} + Group}, source, true);
+    const std::pair<std::string_view, std::string_view> tags[]{{"defines", defines}};
     Preprocessor preprocessor{true};
-    preprocessor << defines << std::move(inlined);
+    preprocessor << replaceTagsShader(inlined, tags, true);
     EXPECT_TRUE(preprocessor.isValid());
     return std::string{preprocessor.output()};
 }
@@ -77,6 +78,8 @@ TEST(ShaderLibraryTest, compilesWithGlslang) {
         "#define NORMAL\n#define SKINNING\n#define MAX_JOINTS 64\n",
         "#define NORMAL\n#define TANGENT\n#define SKINNING\n#define EIGHT_JOINTS\n#define QUANTIZED_WEIGHTS\n#define QUANTIZED_NORMAL\n",
         "#define NORMAL\n#define SHADOWS\n#define MAX_LIGHTS 8\n#define MAX_SHADOWS 4\n",
+        "#define NORMAL\n#define DEPTH_ONLY\n",
+        "#define NORMAL\n#define SKINNING\n#define DEPTH_ONLY\n#define PARABOLOID\n",
     };
     for(const char* defines: defineSets) {
         for(const char* stage: {"vert", "frag"}) {
@@ -86,6 +89,7 @@ TEST(ShaderLibraryTest, compilesWithGlslang) {
             EXPECT_EQ(text.find("#include"), std::string::npos);
             EXPECT_EQ(text.find("#if"), std::string::npos);
             EXPECT_EQ(text.find("MAX_"), std::string::npos);
+            EXPECT_EQ(text.find("{{"), std::string::npos);
             EXPECT_EQ(text.rfind("#version 330 core\n", 0), 0u);
             std::string log;
             EXPECT_EQ(validate(text, stage, log), 0) << log << "\n" << text;
@@ -115,8 +119,23 @@ TEST(ShaderLibraryTest, attributeLocationsFollowTheLayout) {
         "layout(location = 6) in uvec4 jointIds;",
         "layout(location = 7) in vec4 weights;",
         "layout(location = 8) in uvec4 secondJointIds;",
-        "layout(location = 9) in vec4 secondWeights;"})
+        "layout(location = 9) in vec4 secondWeights;",
+        /* The instance columns, where only text meshes have attributes */
+        "layout(location = 11) in vec4 instanceReal;",
+        "layout(location = 12) in vec4 instanceDual;",
+        "layout(location = 13) in vec4 instanceScaling;"})
         EXPECT_NE(text.find(declaration), std::string::npos) << declaration;
+
+    /* Quantized formats are bound normalized: the shader still reads floats */
+    const std::string quantized = assemble("Mesh.vert",
+        "#define NORMAL\n#define TANGENT\n#define COLOR\n#define SKINNING\n"
+        "#define QUANTIZED_NORMAL\n#define QUANTIZED_TANGENT\n#define QUANTIZED_COLOR\n#define QUANTIZED_WEIGHTS\n");
+    for(const char* declaration: {
+        "layout(location = 2) in vec4 color;",
+        "layout(location = 3) in vec4 tangent;",
+        "layout(location = 5) in vec3 normal;",
+        "layout(location = 7) in vec4 weights;"})
+        EXPECT_NE(quantized.find(declaration), std::string::npos) << declaration;
 }
 
 }}}
