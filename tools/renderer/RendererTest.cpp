@@ -1,0 +1,398 @@
+/* Headless renders of small scenes on the software rasterizer, checked against what geometry
+   predicts: coverage of a projected cube, lit and unlit faces, shadow regions of a sphere over a
+   plane, and renders that must agree with each other */
+
+#include <algorithm>
+#include <cmath>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "Primitives.h"
+#include "Renderer.h"
+#include "QuillmarshEngine/Data/LightManager.h"
+#include "QuillmarshEngine/Data/MeshManager.h"
+#include "QuillmarshEngine/Data/SceneGraph.h"
+#include "QuillmarshEngine/Data/SkinData.h"
+#include "QuillmarshEngine/Data/ViewManager.h"
+#include "QuillmarshEngine/Math/Matrix4.h"
+#include "QuillmarshEngine/Math/Quaternion.h"
+#include "QuillmarshEngine/Tools/MeshFormat.h"
+
+namespace QuillmarshRenderer { namespace {
+
+typedef Data::SparseArray::IndexType IndexType;
+
+/* One renderer for the whole run: a context is made once per process */
+Renderer& renderer() {
+    static std::unique_ptr<Renderer> instance = [] {
+        std::string error;
+        std::unique_ptr<Renderer> r = Renderer::create(error);
+        if(!r) ADD_FAILURE() << "no OpenGL context: " << error;
+        return r;
+    }();
+    return *instance;
+}
+
+/* Mesh indices in the renderer, uploaded once */
+struct Meshes {
+    std::uint16_t cube, sphere, sphereQuantized, plane, bar, barUnskinned;
+};
+const Meshes& meshes() {
+    static const Meshes m = [] {
+        Renderer& r = renderer();
+        Meshes out;
+        out.cube = r.addMesh(Tools::packMesh(Tools::MeshDataFlags{}, cubeMesh()), MeshBounds{{}, 0.87f});
+        out.sphere = r.addMesh(Tools::packMesh(Tools::MeshDataFlags{}, sphereMesh(24, 32)), MeshBounds{{}, 1.0f});
+        out.sphereQuantized = r.addMesh(Tools::packMesh(Tools::MeshDataFlag::Quantized, sphereMesh(24, 32)), MeshBounds{{}, 1.0f});
+        out.plane = r.addMesh(Tools::packMesh(Tools::MeshDataFlags{}, planeMesh()), MeshBounds{{}, 1.42f});
+        const Trade::MeshData bar = skinnedBarMesh(3, 4);
+        out.bar = r.addMesh(Tools::packMesh(Tools::MeshDataFlags{}, bar), MeshBounds{{0.0f, 1.5f, 0.0f}, 1.6f});
+        out.barUnskinned = r.addMesh(Tools::packMesh(Tools::MeshDataFlag::Position|Tools::MeshDataFlag::Normal, Tools::MeshDataFlags{}, bar), MeshBounds{{0.0f, 1.5f, 0.0f}, 1.6f});
+        r.setMaterial(0, Color4{1.0f, 1.0f, 1.0f, 1.0f});
+        r.setAmbient(Color3{0.1f, 0.1f, 0.1f});
+        return out;
+    }();
+    return m;
+}
+
+/* A scene of the library's managers, updated in the host's frame order */
+struct Scene {
+    Data::SceneGraph graph{64, 3, 128};
+    Data::MeshManager meshes{32, 4};
+    Data::ViewManager views{4};
+    Data::LightManager lights{4};
+
+    Scene() {
+        graph.setComponentManager(0, "mesh", &meshes);
+        graph.setComponentManager(1, "view", &views);
+        graph.setComponentManager(2, "light", &lights);
+        graph.activate();
+    }
+
+    Data::Id object(const DualQuaternion& local, const Vector3& scaling = Vector3{1.0f, 1.0f, 1.0f}, Data::Id parent = Data::Id{}) {
+        const Data::Id id = graph.addObject(parent);
+        graph.setLocalTransformation(graph.indexOf(id), local);
+        graph.setLocalScaling(graph.indexOf(id), scaling);
+        return id;
+    }
+    void instance(Data::Id owner, std::uint16_t mesh, std::uint16_t skin = 0) {
+        const Data::Id id = meshes.addComponent(owner);
+        IndexType i = meshes.indexOf(id);
+        meshes.meshes()[i] = mesh;
+        meshes.skins()[i] = skin;
+        i = meshes.setGroup(i, 0, skin ? 1 : 0);
+        meshes.activate(i);
+    }
+    /* A view on owner, perspective of a horizontal field of view or orthographic of an extent */
+    Data::Id view(Data::Id owner, std::int32_t width, std::int32_t height, float fov, float extent = 0.0f) {
+        const Data::Id id = views.addComponent(owner);
+        const IndexType i = views.activate(views.indexOf(id));
+        views.viewports()[i] = Vector4i{0, 0, width, height};
+        views.projectionParams()[i] = Vector4{0.1f, 50.0f, fov, extent};
+        views.projectionTypes()[i] = extent > 0.0f ? 1 : 0;
+        return id;
+    }
+    void light(Data::LightType type, const Vector3& position, const Vector3& direction, const Color4& color, const Vector4& parameters, float cascades = 0.0f) {
+        const Data::Id owner = object(DualQuaternion::from(Quaternion::rotation(Vector3::yAxis(), direction.normalized()), position));
+        IndexType i = lights.setLightType(lights.indexOf(lights.addComponent(owner)), type);
+        i = lights.activate(i);
+        lights.colors()[i] = color;
+        lights.parameters()[i] = parameters;
+        lights.shadowParameters()[i] = Vector4{0.0f, 0.0f, 0.0f, cascades};
+    }
+    void update(Data::Id shadowView) {
+        graph.setDirty(0);
+        graph.computeAbsoluteTransformations();
+        meshes.update(0.0);
+        views.update(0.0);
+        for(IndexType i = 0; i != views.activeCount(); ++i) views.projectionMatrices()[i] = views.generateProjectionMatrix(i);
+        lights.update(0.0);
+        lights.shadows().setMapSize(1024);
+        lights.setupShadows(graph, views, shadowView, 16);
+    }
+    std::vector<std::uint8_t> render(Data::Id eye, std::uint32_t width, std::uint32_t height, bool lit = true) {
+        Frame frame;
+        frame.graph = &graph;
+        frame.meshes = &meshes;
+        frame.views = &views;
+        frame.eyes[0] = eye;
+        frame.lights = lit ? &lights : nullptr;
+        frame.shadowView = eye;
+        std::vector<std::uint8_t> out;
+        renderer().render(frame, width, height, out);
+        return out;
+    }
+};
+
+/* A camera at eye looking at target */
+DualQuaternion camera(const Vector3& eye, const Vector3& target, const Vector3& up = Vector3::yAxis()) {
+    return DualQuaternion::fromMatrix(Matrix4::lookAt(eye, target, up));
+}
+
+int red(const std::vector<std::uint8_t>& image, std::uint32_t width, std::uint32_t x, std::uint32_t y) {
+    return image[(std::size_t(y)*width + x)*4];
+}
+
+/* Distance from p to the segment a b */
+double segmentDistance(double px, double py, double ax, double ay, double bx, double by) {
+    const double dx = bx - ax, dy = by - ay;
+    const double t = std::clamp(((px - ax)*dx + (py - ay)*dy)/(dx*dx + dy*dy), 0.0, 1.0);
+    return std::hypot(px - ax - t*dx, py - ay - t*dy);
+}
+
+TEST(RendererTest, cubeCoversItsAnalyticProjection) {
+    constexpr std::uint32_t W = 160, H = 120;
+    const double Fov = 60.0;
+    Scene scene;
+    /* Camera at the origin looking down -Z; the cube turned about a slanted axis */
+    const Data::Id eye = scene.view(scene.object(DualQuaternion{}), W, H, float(Fov));
+    const Quaternion rotation = Quaternion::rotation(0.6f, Vector3{1.0f, 1.0f, 0.3f}.normalized());
+    const Vector3 position{0.4f, -0.25f, -4.0f};
+    scene.instance(scene.object(DualQuaternion::from(rotation, position), Vector3{1.2f, 0.8f, 1.0f}), meshes().cube);
+    scene.update(eye);
+    const std::vector<std::uint8_t> image = scene.render(eye, W, H, false);
+
+    /* Corners through a pinhole of the horizontal field of view, to pixels with y down */
+    const double t = std::tan(Fov*3.14159265358979/360.0), aspect = double(W)/H;
+    std::vector<std::pair<double, double>> points;
+    for(int k = 0; k != 8; ++k) {
+        const Vector3 local{(k & 1 ? 0.5f : -0.5f)*1.2f, (k & 2 ? 0.5f : -0.5f)*0.8f, k & 4 ? 0.5f : -0.5f};
+        const Vector3 p = DualQuaternion::from(rotation, position).transformPointNormalized(local);
+        const double x = p.x()/(-p.z()*t), y = p.y()*aspect/(-p.z()*t);
+        points.emplace_back((x + 1.0)*0.5*W, (1.0 - y)*0.5*H);
+    }
+    /* Convex hull, counter-clockwise in image coordinates (monotone chain) */
+    std::sort(points.begin(), points.end());
+    std::vector<std::pair<double, double>> hull;
+    const auto cross = [](auto o, auto a, auto b) { return (a.first - o.first)*(b.second - o.second) - (a.second - o.second)*(b.first - o.first); };
+    for(int pass = 0; pass != 2; ++pass) {
+        const std::size_t start = hull.size();
+        for(const auto& p: points) {
+            while(hull.size() >= start + 2 && cross(hull[hull.size() - 2], hull.back(), p) <= 0) hull.pop_back();
+            hull.push_back(p);
+        }
+        hull.pop_back();
+        std::reverse(points.begin(), points.end());
+    }
+
+    std::uint32_t inside = 0, mismatches = 0, checked = 0;
+    for(std::uint32_t y = 0; y != H; ++y) for(std::uint32_t x = 0; x != W; ++x) {
+        const double px = x + 0.5, py = y + 0.5;
+        bool in = true;
+        double distance = 1.0e9;
+        for(std::size_t i = 0; i != hull.size(); ++i) {
+            const auto& a = hull[i];
+            const auto& b = hull[(i + 1) % hull.size()];
+            if(cross(a, b, std::pair{px, py}) < 0) in = false;
+            distance = std::min(distance, segmentDistance(px, py, a.first, a.second, b.first, b.second));
+        }
+        inside += in;
+        /* Within one pixel of the border either answer is right */
+        if(distance <= 1.0) continue;
+        ++checked;
+        if(in != (red(image, W, x, y) > 8)) ++mismatches;
+    }
+    EXPECT_GT(inside, 1500u);
+    EXPECT_GT(checked, W*H*9/10);
+    EXPECT_EQ(mismatches, 0u);
+}
+
+TEST(RendererTest, litFaceIsBrighterThanTheFaceTurnedAway) {
+    constexpr std::uint32_t W = 128, H = 96;
+    Scene scene;
+    const Data::Id eye = scene.view(scene.object(camera({0.0f, 0.0f, 5.0f}, {})), W, H, 50.0f);
+    /* Turned 45 degrees about Y: the +X face shows on the right, the +Z face on the left */
+    scene.instance(scene.object(DualQuaternion::rotation(0.7853982f, Vector3::yAxis()), Vector3{2.0f, 2.0f, 2.0f}), meshes().cube);
+    /* A sun shining towards -X, without shadows */
+    scene.light(Data::LightType::Sun, {5.0f, 0.0f, 0.0f}, {-1.0f, 0.0f, 0.0f}, {1.0f, 1.0f, 1.0f, 0.8f}, {0.0f, 0.0f, 0.0f, 20.0f});
+    scene.update(eye);
+    const std::vector<std::uint8_t> image = scene.render(eye, W, H);
+
+    /* Sample a patch inside each face, away from the middle edge */
+    const auto mean = [&](std::uint32_t x0) {
+        double sum = 0.0;
+        for(std::uint32_t y = H/2 - 5; y != H/2 + 5; ++y) for(std::uint32_t x = x0; x != x0 + 10; ++x) sum += red(image, W, x, y);
+        return sum/100.0;
+    };
+    const double left = mean(W/2 - 22), right = mean(W/2 + 12);
+    /* The +X face takes cos 45 of the light on top of the ambient, the +Z face none of it */
+    EXPECT_NEAR(right, 255.0*(0.1 + 0.8*0.7071), 4.0);
+    EXPECT_NEAR(left, 255.0*0.1, 2.0);
+}
+
+/* A unit sphere at (0, 2, 0) over a plane, seen from straight above by an orthographic camera;
+   every pixel maps to a point of the plane. The expectation is the plane point's ray towards the
+   light: shadowed when it passes the sphere, lit when it misses by a margin. */
+void checkShadow(Data::LightType type, const Vector3& lightPosition, const Vector3& direction, const Color4& color, const Vector4& parameters, float cascades) {
+    constexpr std::uint32_t S = 160;
+    constexpr float Extent = 12.0f;
+    const Vector3 center{0.0f, 2.0f, 0.0f};
+    std::vector<std::uint8_t> images[2];
+    for(int shadows = 0; shadows != 2; ++shadows) {
+        Scene scene;
+        const Data::Id eye = scene.view(scene.object(camera({0.0f, 12.0f, 0.0f}, {}, {0.0f, 0.0f, -1.0f})), S, S, 0.0f, Extent);
+        scene.instance(scene.object(DualQuaternion{}, Vector3{8.0f, 1.0f, 8.0f}), meshes().plane);
+        scene.instance(scene.object(DualQuaternion::translation(center)), meshes().sphere);
+        Vector4 p = parameters;
+        p.z() = float(shadows);
+        scene.light(type, lightPosition, direction, color, p, cascades);
+        scene.update(eye);
+        images[shadows] = scene.render(eye, S, S);
+        if(shadows) {
+            EXPECT_GT(renderer().shadowMapsDrawn(), 0u);
+        }
+    }
+
+    const double Margin = 0.25;
+    std::uint32_t shadowed = 0, lit = 0;
+    for(std::uint32_t y = 0; y != S; ++y) for(std::uint32_t x = 0; x != S; ++x) {
+        /* Image right is +X, image down is +Z */
+        const Vector3 plane{(float(x) + 0.5f)/S*Extent - Extent/2, 0.0f, (float(y) + 0.5f)/S*Extent - Extent/2};
+        /* The sphere hides the plane beneath it */
+        if(std::hypot(plane.x(), plane.z()) < 1.0 + Margin) continue;
+        Vector3 toLight = type == Data::LightType::Sun ? -direction.normalized() : (lightPosition - plane).normalized();
+        const float reach = type == Data::LightType::Sun ? 1.0e9f : (lightPosition - plane).length();
+        const float along = Math::dot(center - plane, toLight);
+        const double miss = along < 0.0f || along > reach ? 1.0e9 : (center - plane - toLight*along).length();
+        if(type == Data::LightType::Spot) {
+            /* Keep away from the cone's soft edge */
+            const float cosine = Math::dot(-toLight, direction.normalized());
+            if(cosine < std::cos(parameters.y()*0.5f*3.14159265f/180.0f) + 0.02f) continue;
+        }
+        const int with = red(images[1], S, x, y), without = red(images[0], S, x, y);
+        if(miss < 1.0 - Margin) {
+            ++shadowed;
+            /* Only the ambient light is left */
+            EXPECT_NEAR(with, 255.0*0.1, 3.0) << "at pixel " << x << ", " << y;
+        } else if(miss > 1.0 + Margin) {
+            ++lit;
+            EXPECT_NEAR(with, without, 3.0) << "at pixel " << x << ", " << y;
+            EXPECT_GT(without, 255.0*0.1 + 20.0) << "at pixel " << x << ", " << y;
+        }
+    }
+    EXPECT_GT(shadowed, 300u);
+    EXPECT_GT(lit, 3000u);
+}
+
+TEST(RendererTest, sunShadowOfASphere) {
+    checkShadow(Data::LightType::Sun, {0.0f, 10.0f, 0.0f}, {1.0f, -1.0f, 0.3f}, {1.0f, 1.0f, 1.0f, 0.7f}, {0.0f, 0.0f, 1.0f, 30.0f}, 2.0f);
+}
+
+TEST(RendererTest, spotShadowOfASphere) {
+    checkShadow(Data::LightType::Spot, {-3.0f, 6.0f, 1.0f}, {3.5f, -6.0f, -1.0f}, {1.0f, 1.0f, 1.0f, 30.0f}, {100.0f, 80.0f, 1.0f, 20.0f}, 0.0f);
+}
+
+TEST(RendererTest, pointShadowOfASphere) {
+    checkShadow(Data::LightType::Point, {-2.0f, 5.0f, 0.5f}, {0.0f, 1.0f, 0.0f}, {1.0f, 1.0f, 1.0f, 25.0f}, {0.0f, 0.0f, 1.0f, 20.0f}, 0.0f);
+}
+
+/* Fraction of pixels whose channels differ by more than tolerance, and the largest difference */
+std::pair<double, int> difference(const std::vector<std::uint8_t>& a, const std::vector<std::uint8_t>& b, int tolerance) {
+    std::size_t differing = 0;
+    int largest = 0;
+    for(std::size_t i = 0; i < a.size(); i += 4) {
+        int d = 0;
+        for(int c = 0; c != 3; ++c) d = std::max(d, std::abs(int(a[i + c]) - int(b[i + c])));
+        largest = std::max(largest, d);
+        differing += d > tolerance;
+    }
+    return {double(differing)/double(a.size()/4), largest};
+}
+
+TEST(RendererTest, quantizedMeshRendersLikeTheFloatOne) {
+    constexpr std::uint32_t W = 128, H = 128;
+    std::vector<std::uint8_t> images[2];
+    for(int quantized = 0; quantized != 2; ++quantized) {
+        Scene scene;
+        const Data::Id eye = scene.view(scene.object(camera({0.0f, 1.0f, 4.0f}, {})), W, H, 50.0f);
+        scene.instance(scene.object(DualQuaternion{}), quantized ? meshes().sphereQuantized : meshes().sphere);
+        scene.light(Data::LightType::Sun, {}, {-0.5f, -0.7f, -1.0f}, {1.0f, 1.0f, 1.0f, 0.9f}, {0.0f, 0.0f, 0.0f, 10.0f});
+        scene.update(eye);
+        images[quantized] = scene.render(eye, W, H);
+    }
+    const auto [fraction, largest] = difference(images[0], images[1], 2);
+    EXPECT_EQ(fraction, 0.0);
+    EXPECT_LE(largest, 2);
+    /* Not vacuously: the sphere is there and shaded */
+    EXPECT_GT(red(images[0], W, W/2, H/2), 100);
+}
+
+TEST(RendererTest, skinnedBindPoseRendersLikeTheUnskinnedMesh) {
+    constexpr std::uint32_t W = 128, H = 128;
+    const DualQuaternion placement = DualQuaternion::from(Quaternion::rotation(0.4f, Vector3::zAxis()), Vector3{0.3f, -1.2f, 0.0f});
+    std::vector<std::uint8_t> images[2];
+    for(int skinned = 0; skinned != 2; ++skinned) {
+        Scene scene;
+        const Data::Id eye = scene.view(scene.object(camera({0.0f, 0.5f, 6.0f}, {})), W, H, 60.0f);
+        scene.light(Data::LightType::Sun, {}, {-0.5f, -0.7f, -1.0f}, {1.0f, 1.0f, 1.0f, 0.9f}, {0.0f, 0.0f, 0.0f, 10.0f});
+        if(skinned) {
+            /* Joints wherever their chain puts them; each inverse bind pose takes the mesh from
+               the placement into its joint, so the bind pose is the placement itself */
+            std::vector<Data::Id> joints;
+            std::vector<DualQuaternion> inverseBind;
+            for(int j = 0; j != 3; ++j) joints.push_back(scene.object(DualQuaternion::from(
+                Quaternion::rotation(0.3f + 0.2f*float(j), Vector3{0.2f, 1.0f, 0.4f}.normalized()), Vector3{0.5f, 1.0f, -0.2f}), Vector3{1.0f, 1.0f, 1.0f}, j ? joints.back() : Data::Id{}));
+            scene.update(eye);
+            for(int j = 0; j != 3; ++j) inverseBind.push_back(scene.graph.worldTransformation(scene.graph.indexOf(joints[std::size_t(j)])).inverted()*placement);
+            const std::vector<Vector3> scalings(3, Vector3{1.0f, 1.0f, 1.0f});
+            std::string error;
+            const std::optional<std::uint16_t> skin = renderer().addSkin(Data::createSkinData(inverseBind, scalings, joints), error);
+            ASSERT_TRUE(skin) << error;
+            scene.instance(scene.object(DualQuaternion::translation(Vector3{9.0f, 9.0f, 9.0f})), meshes().bar, *skin);
+        } else {
+            scene.instance(scene.object(placement), meshes().barUnskinned);
+        }
+        scene.update(eye);
+        images[skinned] = scene.render(eye, W, H);
+    }
+    const auto [fraction, largest] = difference(images[0], images[1], 8);
+    EXPECT_LT(fraction, 0.002);
+    /* The bar is in the picture */
+    std::size_t covered = 0;
+    for(std::size_t i = 0; i < images[0].size(); i += 4) covered += images[0][i] > 8;
+    EXPECT_GT(covered, 400u);
+}
+
+TEST(RendererTest, stereoPairMatchesTwoSingleEyeRenders) {
+    constexpr std::uint32_t W = 96, H = 80;
+    Scene scene;
+    const Data::Id head = scene.object(camera({0.5f, 2.0f, 6.0f}, {0.0f, 0.5f, 0.0f}));
+    const Data::Id left = scene.view(scene.object(DualQuaternion::translation(Vector3{-0.1f, 0.0f, 0.0f}), Vector3{1.0f, 1.0f, 1.0f}, head), W, H, 70.0f);
+    const Data::Id right = scene.view(scene.object(DualQuaternion::translation(Vector3{0.1f, 0.0f, 0.0f}), Vector3{1.0f, 1.0f, 1.0f}, head), W, H, 70.0f);
+    scene.instance(scene.object(DualQuaternion{}, Vector3{6.0f, 1.0f, 6.0f}), meshes().plane);
+    for(int k = 0; k != 5; ++k)
+        scene.instance(scene.object(DualQuaternion::translation(Vector3{-2.0f + float(k), 0.5f, -float(k % 3)})), k % 2 ? meshes().cube : meshes().sphereQuantized);
+    scene.light(Data::LightType::Sun, {}, {-0.4f, -1.0f, -0.3f}, {1.0f, 1.0f, 1.0f, 0.8f}, {0.0f, 0.0f, 1.0f, 20.0f}, 2.0f);
+    scene.update(left);
+
+    Frame frame;
+    frame.graph = &scene.graph;
+    frame.meshes = &scene.meshes;
+    frame.views = &scene.views;
+    frame.lights = &scene.lights;
+    frame.shadowView = left;
+    frame.eyes[0] = left;
+    frame.eyes[1] = right;
+    frame.eyeCount = 2;
+    std::vector<std::uint8_t> pair, single[2];
+    renderer().render(frame, 2*W, H, pair);
+    for(int e = 0; e != 2; ++e) {
+        frame.eyeCount = 1;
+        frame.eyes[0] = e ? right : left;
+        renderer().render(frame, W, H, single[e]);
+    }
+    for(int e = 0; e != 2; ++e) {
+        std::vector<std::uint8_t> half(std::size_t(W)*H*4);
+        for(std::uint32_t y = 0; y != H; ++y)
+            std::copy_n(pair.begin() + (std::size_t(y)*2*W + e*W)*4, W*4, half.begin() + std::size_t(y)*W*4);
+        const auto [fraction, largest] = difference(half, single[e], 0);
+        EXPECT_EQ(fraction, 0.0) << "eye " << e << ", largest difference " << largest;
+    }
+    /* The eyes see different pictures */
+    EXPECT_GT(difference(single[0], single[1], 8).first, 0.01);
+}
+
+}}
