@@ -1,7 +1,8 @@
 #version 330 core
 {{defines}}
-/* Fragment shader of meshes: a base colour (times the vertex colour and a texture when present)
- * lit by the light manager's lights. Replace the defines tag and preprocess as for Mesh.vert, with
+/* Fragment shader of meshes: the base colour of the instance's material (times the vertex colour
+ * and a texture when present) lit by the light manager's lights. The material index arrives in
+ * the value lane of the instance scaling; its colour is looked up in the Materials block. Replace the defines tag and preprocess as for Mesh.vert, with
  * the same flags. With DEPTH_ONLY (shadow maps) it writes nothing but depth. */
 
 #ifdef DEPTH_ONLY
@@ -10,7 +11,12 @@ void main() {}
 
 #include "Lights.glsl"
 
-uniform vec4 baseColor;
+#ifndef MAX_MATERIALS
+#define MAX_MATERIALS 64
+#endif
+layout(std140) uniform Materials {
+    vec4 materialColors[MAX_MATERIALS];
+};
 uniform vec3 ambientColor;
 #ifdef TEXTURE_COORDINATES
 uniform sampler2D baseColorTexture;
@@ -43,7 +49,7 @@ layout(location = 1) out uint fragmentObjectId;
 #endif
 
 void main() {
-    vec4 albedo = baseColor;
+    vec4 albedo = materialColors[clamp(int(materialIndex + 0.5), 0, MAX_MATERIALS - 1)];
     #ifdef COLOR
     albedo *= interpolatedColor;
     #endif

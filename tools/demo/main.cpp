@@ -20,6 +20,7 @@
 #include "QuillmarshEngine/Math/Vector3.h"
 #include "QuillmarshEngine/Utils/Clock.h"
 #include "RenderingPart.h"
+#include "RenderDemo.h"
 
 #include "DemoFrameCapture.h"
 #include "InputTranslationDemo.h"
@@ -47,6 +48,7 @@ constexpr const char* Usage =
     "  --seed N      seed of the generated hierarchy and motion, 0 to 4294967295 (default 1)\n"
     "  --capture-frame N        capture frame N with RenderDoc, if it is there\n"
     "  --capture-library PATH   the RenderDoc library to load (default librenderdoc.so)\n"
+    "  --render DIR  render the demo scene to PNG files in DIR instead (--render DIR --help tells more)\n"
     "  --help        print this text\n";
 
 /* One object as the host describes it, independently of the library: its parent (by creation
@@ -234,6 +236,7 @@ struct SpinManager: Data::ComponentManager {
 };
 
 int main(int argc, char** argv) {
+    if(renderDemoRequested(argc, argv)) return renderDemo(argc, argv);
     Options options;
     if(const int result = parseOptions(argc, argv, options)) return result == 2 ? 0 : 1;
 

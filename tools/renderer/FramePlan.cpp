@@ -42,7 +42,7 @@ void FramePlan::planDraws(const Data::MeshManager& meshes, const std::span<const
     const std::uint32_t subgroups = meshes.grouped().subGroupsCount();
     const std::span<const DualQuaternion> transforms = meshes.transforms();
     const std::span<const Data::ScalingPadded> scalings = meshes.scalings();
-    const std::span<const std::uint16_t> meshIndices = meshes.meshes(), materials = meshes.materials(), skins = meshes.skins();
+    const std::span<const std::uint16_t> meshIndices = meshes.meshes(), skins = meshes.skins();
 
     for(std::uint32_t slot = 0; slot + 1 < offsets.size(); ++slot) {
         const bool skinnedSubgroup = slot % subgroups == 1;
@@ -69,12 +69,12 @@ void FramePlan::planDraws(const Data::MeshManager& meshes, const std::span<const
             ++_drawn;
             if(open) {
                 DrawRun& last = _runs.back();
-                if(last.mesh == mesh && last.material == materials[i] && last.skin == skin && !skin) {
+                if(last.mesh == mesh && !last.skin && !skin) {
                     ++last.count;
                     continue;
                 }
             }
-            _runs.push_back(DrawRun{mesh, materials[i], skin, i, 1});
+            _runs.push_back(DrawRun{mesh, skin, i, 1});
             open = true;
         }
     }

@@ -29,6 +29,7 @@ using namespace QuillmarshEngine;
 constexpr std::uint32_t MaxLights = 64;
 constexpr std::uint32_t MaxShadows = 16;
 constexpr std::uint32_t MaxJoints = 128;
+constexpr std::uint32_t MaxMaterials = 64;
 
 /* Bounding sphere of a mesh in its own space */
 struct MeshBounds {
@@ -36,11 +37,11 @@ struct MeshBounds {
     float radius;
 };
 
-/* One instanced draw: instances [first, first + count) of the mesh manager's columns, all of the
-   same mesh and material; skinned draws (subgroup 1 with a nonzero skin) also share the skin */
+/* One instanced draw: instances [first, first + count) of the mesh manager's columns, all of one
+   group and mesh (the material comes with each instance's scaling record); a skinned instance
+   (subgroup 1, nonzero skin) is a draw of its own */
 struct DrawRun {
     std::uint16_t mesh;
-    std::uint16_t material;
     std::uint16_t skin;         /* 0 when not skinned */
     std::uint32_t first;
     std::uint32_t count;
@@ -78,8 +79,8 @@ struct Frustum {
 
 class FramePlan {
     public:
-        /* Splits the active instances of meshes, in index order, into runs of one mesh, material
-           and skin, leaving out instances whose mesh index has no entry in bounds and, when
+        /* Splits the active instances of meshes, in index order, into runs of one group and mesh,
+           skinned instances alone, leaving out instances whose mesh index has no entry in bounds and, when
            cull is set, instances whose bounding sphere is outside the frustum of culling.
            Skinned instances are not culled: their joints, not their columns, place them. */
         void planDraws(const Data::MeshManager& meshes, std::span<const MeshBounds> bounds, const Matrix4& culling, bool cull);

@@ -47,9 +47,10 @@ struct Scene {
 const Matrix4 Culling = Matrix4::perspectiveProjection(Vector2{2.0f, 2.0f}, 1.0f, 100.0f);
 const MeshBounds Bounds[]{{{}, 0.5f}, {{}, 0.5f}};
 
-TEST(FramePlanTest, runsSplitAtMeshMaterialSkinAndGroup) {
+TEST(FramePlanTest, runsSplitAtMeshSkinAndGroup) {
     Scene scene{
-        {0.0f, 0, 0, 0, 0, 0}, {0.1f, 0, 0, 0, 0, 0}, {0.2f, 1, 0, 0, 0, 0}, {0.3f, 1, 2, 0, 0, 0},
+        /* Materials come with the instances and do not split runs */
+        {0.0f, 0, 0, 0, 0, 0}, {0.1f, 0, 3, 0, 0, 0}, {0.2f, 1, 0, 0, 0, 0}, {0.3f, 1, 2, 0, 0, 0},
         {0.4f, 1, 2, 0, 1, 0},
         /* Skinned: one draw each, even for the same skin */
         {0.5f, 0, 0, 1, 2, 1}, {0.6f, 0, 0, 1, 2, 1},
@@ -57,10 +58,10 @@ TEST(FramePlanTest, runsSplitAtMeshMaterialSkinAndGroup) {
         {0.7f, 0, 0, 3, 2, 0}, {0.8f, 0, 0, 0, 2, 0}};
     FramePlan plan;
     plan.planDraws(scene.meshes, Bounds, Culling, true);
-    std::vector<std::tuple<std::uint16_t, std::uint16_t, std::uint16_t, std::uint32_t>> runs;
-    for(const DrawRun& run: plan.runs()) runs.emplace_back(run.mesh, run.material, run.skin, run.count);
-    const std::vector<std::tuple<std::uint16_t, std::uint16_t, std::uint16_t, std::uint32_t>> expected{
-        {0, 0, 0, 2}, {1, 0, 0, 1}, {1, 2, 0, 1}, {1, 2, 0, 1}, {0, 0, 0, 2}, {0, 0, 1, 1}, {0, 0, 1, 1}};
+    std::vector<std::tuple<std::uint16_t, std::uint16_t, std::uint32_t>> runs;
+    for(const DrawRun& run: plan.runs()) runs.emplace_back(run.mesh, run.skin, run.count);
+    const std::vector<std::tuple<std::uint16_t, std::uint16_t, std::uint32_t>> expected{
+        {0, 0, 2}, {1, 0, 2}, {1, 0, 1}, {0, 0, 2}, {0, 1, 1}, {0, 1, 1}};
     EXPECT_EQ(runs, expected);
     EXPECT_EQ(plan.drawnInstances(), 9u);
     /* Runs cover consecutive instances of the columns */

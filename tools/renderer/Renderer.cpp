@@ -26,7 +26,7 @@ namespace QuillmarshRenderer {
 namespace {
 
 constexpr const char* ShaderGroup = "QuillmarshEngineShaders";
-constexpr GLuint LightsBinding = 0, ShadowsBinding = 1, SkinBinding = 2;
+constexpr GLuint LightsBinding = 0, ShadowsBinding = 1, SkinBinding = 2, MaterialsBinding = 3;
 constexpr GLint ShadowMapUnit = 0, BaseColorTextureUnit = 1;
 constexpr GLuint InstanceRealLocation = 11, InstanceDualLocation = 12, InstanceScalingLocation = 13;
 constexpr GLsizei InstanceStride = 32;
@@ -114,7 +114,7 @@ struct Renderer::Mesh {
 
 struct Renderer::Program {
     GLuint id{};
-    GLint viewProjection{-1}, paraboloidView{-1}, baseColor{-1}, ambientColor{-1};
+    GLint viewProjection{-1}, paraboloidView{-1}, ambientColor{-1};
 };
 
 Renderer::Renderer() = default;
@@ -139,6 +139,12 @@ std::unique_ptr<Renderer> Renderer::create(std::string& error) {
     glBindBufferBase(GL_UNIFORM_BUFFER, LightsBinding, out->_lightBuffer);
     glBindBufferBase(GL_UNIFORM_BUFFER, ShadowsBinding, out->_shadowBuffer);
     glBindBufferBase(GL_UNIFORM_BUFFER, SkinBinding, out->_skinBuffer);
+    /* Every material light grey until set */
+    out->_materials.assign(MaxMaterials, Color4{0.8f, 0.8f, 0.8f, 1.0f});
+    glGenBuffers(1, &out->_materialBuffer);
+    glBindBuffer(GL_UNIFORM_BUFFER, out->_materialBuffer);
+    glBufferData(GL_UNIFORM_BUFFER, GLsizeiptr(MaxMaterials*sizeof(Color4)), out->_materials.data(), GL_DYNAMIC_DRAW);
+    glBindBufferBase(GL_UNIFORM_BUFFER, MaterialsBinding, out->_materialBuffer);
 
     /* Meshes with texture coordinates sample a white texture: the base colour stays as it is */
     glGenTextures(1, &out->_whiteTexture);
@@ -161,8 +167,8 @@ Renderer::~Renderer() {
         if(mesh->indexBuffer) glDeleteBuffers(1, &mesh->indexBuffer);
     }
     for(const auto& program: _programs) glDeleteProgram(program.second->id);
-    const GLuint buffers[]{_instanceBuffer, _lightBuffer, _shadowBuffer, _skinBuffer};
-    glDeleteBuffers(4, buffers);
+    const GLuint buffers[]{_instanceBuffer, _lightBuffer, _shadowBuffer, _skinBuffer, _materialBuffer};
+    glDeleteBuffers(5, buffers);
     const GLuint textures[]{_whiteTexture, _shadowMaps};
     glDeleteTextures(2, textures);
     const GLuint framebuffers[]{_framebuffer, _shadowFramebuffer};
@@ -308,14 +314,17 @@ std::optional<std::uint16_t> Renderer::addSkin(const std::span<const char> recor
     return std::uint16_t(_skins.size());
 }
 
-void Renderer::setMaterial(const std::uint16_t material, const Color4& color) {
-    if(material >= _materials.size()) _materials.resize(material + 1, Color4{0.8f, 0.8f, 0.8f, 1.0f});
+bool Renderer::setMaterial(const std::uint16_t material, const Color4& color) {
+    if(material >= MaxMaterials) return false;
     _materials[material] = color;
+    glBindBuffer(GL_UNIFORM_BUFFER, _materialBuffer);
+    glBufferSubData(GL_UNIFORM_BUFFER, GLintptr(material*sizeof(Color4)), sizeof(Color4), &color);
+    return true;
 }
 
 Renderer::Program& Renderer::program(const Mesh& mesh, const bool skinned, const bool shadows, const Pass pass) {
     std::string defines = "#define MAX_LIGHTS " + std::to_string(MaxLights) + "\n#define MAX_SHADOWS " + std::to_string(MaxShadows) +
-        "\n#define MAX_JOINTS " + std::to_string(MaxJoints) + "\n" + mesh.defines;
+        "\n#define MAX_JOINTS " + std::to_string(MaxJoints) + "\n#define MAX_MATERIALS " + std::to_string(MaxMaterials) + "\n" + mesh.defines;
     if(skinned) defines += mesh.eightJoints ? "#define SKINNING\n#define EIGHT_JOINTS\n" : "#define SKINNING\n";
     if(pass != Pass::Main) defines += "#define DEPTH_ONLY\n";
     if(pass == Pass::Paraboloid) defines += "#define PARABOLOID\n";
@@ -345,10 +354,9 @@ Renderer::Program& Renderer::program(const Mesh& mesh, const bool skinned, const
     }
     p.viewProjection = glGetUniformLocation(p.id, "viewProjection");
     p.paraboloidView = glGetUniformLocation(p.id, "paraboloidView");
-    p.baseColor = glGetUniformLocation(p.id, "baseColor");
     p.ambientColor = glGetUniformLocation(p.id, "ambientColor");
     glUseProgram(p.id);
-    for(const auto& [block, binding]: {std::pair<const char*, GLuint>{"Lights", LightsBinding}, {"Shadows", ShadowsBinding}, {"Skin", SkinBinding}}) {
+    for(const auto& [block, binding]: {std::pair<const char*, GLuint>{"Lights", LightsBinding}, {"Shadows", ShadowsBinding}, {"Skin", SkinBinding}, {"Materials", MaterialsBinding}}) {
         const GLuint index = glGetUniformBlockIndex(p.id, block);
         if(index != GL_INVALID_INDEX) glUniformBlockBinding(p.id, index, binding);
     }
@@ -427,8 +435,6 @@ void Renderer::drawRuns(const Frame& frame, const FramePlan& plan, const Matrix4
         glUniformMatrix4fv(p.viewProjection, 1, GL_FALSE, viewProjection.data());
         if(pass == Pass::Paraboloid) glUniformMatrix4fv(p.paraboloidView, 1, GL_FALSE, paraboloidView.data());
         if(pass == Pass::Main) {
-            const Color4 color = run.material < _materials.size() ? _materials[run.material] : Color4{0.8f, 0.8f, 0.8f, 1.0f};
-            glUniform4fv(p.baseColor, 1, color.data());
             glUniform3fv(p.ambientColor, 1, _ambient.data());
         }
         if(skinned) uploadSkin(*frame.graph, run.skin);

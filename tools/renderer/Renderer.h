@@ -12,7 +12,8 @@
      mesh's flags and formats and from the pass.
    - Per frame the mesh manager's transforms and scalings columns go into one buffer in one upload
      and are read as instanced attributes; the active instances are drawn in runs (FramePlan) per
-     group, mesh, material and skin, culled by the view manager's culling matrix.
+     group and mesh, culled by the view manager's culling matrix. Each instance's material index
+     (the value lane of its scaling) picks its base colour from a table of MaxMaterials.
    - Both eyes of a stereo pair are drawn side by side, left eye on the left.
    - Lights come from the light manager, shadows from its shadow records: one layer of a depth
      texture array per record, drawn from the record's matrices (dual paraboloids for point lights).
@@ -97,8 +98,9 @@ class Renderer {
            from mesh space into the joint's space (the inverse bind pose). */
         std::optional<std::uint16_t> addSkin(std::span<const char> record, std::string& error);
 
-        /* Base colour of a material index; unset materials are light grey */
-        void setMaterial(std::uint16_t material, const Color4& color);
+        /* Base colour of a material index; unset materials are light grey. False for an index
+           not below MaxMaterials. */
+        bool setMaterial(std::uint16_t material, const Color4& color);
         void setAmbient(const Color3& color) { _ambient = color; }
         void setClearColor(const Color4& color) { _clearColor = color; }
 
@@ -154,7 +156,7 @@ class Renderer {
         std::uint32_t _width{}, _height{};
         unsigned int _instanceBuffer{};
         std::size_t _instanceCapacity{}, _scalingsOffset{};
-        unsigned int _lightBuffer{}, _shadowBuffer{}, _skinBuffer{};
+        unsigned int _lightBuffer{}, _shadowBuffer{}, _skinBuffer{}, _materialBuffer{};
         unsigned int _shadowFramebuffer{}, _shadowMaps{};
         std::uint32_t _shadowMapSize{}, _shadowMapLayers{};
         unsigned int _whiteTexture{};
