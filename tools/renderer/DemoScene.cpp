@@ -11,6 +11,7 @@
 #include "QuillmarshEngine/Math/Matrix4.h"
 #include "QuillmarshEngine/Math/Quaternion.h"
 #include "QuillmarshEngine/Tools/MeshFormat.h"
+#include "QuillmarshEngine/Utils/Clock.h"
 
 namespace QuillmarshRenderer {
 
@@ -175,6 +176,11 @@ void DemoScene::addInstance(const Data::Id object, const std::uint16_t mesh, con
 }
 
 void DemoScene::frame(const double dt) {
+    animate(dt);
+    updateLibrary(dt);
+}
+
+void DemoScene::animate(const double dt) {
     _time += dt;
     for(const Spinner& spinner: _spinners) {
         const Data::SceneGraph::IndexType index = _graph->indexOf(spinner.object);
@@ -183,14 +189,22 @@ void DemoScene::frame(const double dt) {
         _graph->setLocalTransformation(index, DualQuaternion::from(Quaternion::rotation(angle, Vector3::yAxis()), position));
         _graph->setDirty(index);
     }
+}
+
+void DemoScene::updateLibrary(const double dt, LibraryTimes* const times) {
+    const std::uint64_t start = Utils::Clock::now();
     _animations.update(dt);
+    const std::uint64_t animated = Utils::Clock::now();
     _graph->computeAbsoluteTransformations();
+    const std::uint64_t swept = Utils::Clock::now();
     _meshManager.update(dt);
     _views.update(dt);
     for(Data::SparseArray::IndexType i = 0; i != _views.activeCount(); ++i)
         _views.projectionMatrices()[i] = _views.generateProjectionMatrix(i);
     _lights.update(dt);
+    const std::uint64_t updated = Utils::Clock::now();
     _lights.setupShadows(*_graph, _views, _head, ShadowBudget);
+    if(times) *times = LibraryTimes{animated - start, swept - animated, updated - swept, Utils::Clock::now() - updated};
 }
 
 Frame DemoScene::renderFrame() const {

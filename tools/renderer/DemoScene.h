@@ -34,10 +34,21 @@ class DemoScene {
            viewports and projections are made for */
         explicit DemoScene(std::uint32_t instances, bool stereo, std::uint32_t width, std::uint32_t height);
 
-        /* Advance by dt seconds: spin the spinning instances, play the arm, compute world
-           transformations, update the mesh, view and light managers, refresh the projections
-           and assign and fit the shadow records */
+        /* Where the library's share of a frame went, in nanoseconds */
+        struct LibraryTimes {
+            std::uint64_t animation, transformations, managers, shadows;
+        };
+
+        /* Advance by dt seconds: animate() then updateLibrary() */
         void frame(double dt);
+
+        /* The host's part: spin the spinning instances (new local transformations, marked dirty) */
+        void animate(double dt);
+
+        /* The library's part, in the host's frame order: play the arm (animation manager), compute
+           world transformations, update the mesh, view and light managers, refresh the
+           projections, assign and fit the shadow records. Fills times when given. */
+        void updateLibrary(double dt, LibraryTimes* times = nullptr);
 
         /* The meshes in the packed layout (the sphere quantized), by mesh index */
         std::span<const Trade::MeshData> meshes() const { return _packed; }

@@ -78,11 +78,12 @@ struct Scene {
         graph.setLocalScaling(graph.indexOf(id), scaling);
         return id;
     }
-    void instance(Data::Id owner, std::uint16_t mesh, std::uint16_t skin = 0) {
+    void instance(Data::Id owner, std::uint16_t mesh, std::uint16_t skin = 0, std::uint16_t material = 0) {
         const Data::Id id = meshes.addComponent(owner);
         IndexType i = meshes.indexOf(id);
         meshes.meshes()[i] = mesh;
         meshes.skins()[i] = skin;
+        meshes.materials()[i] = material;
         i = meshes.setGroup(i, 0, skin ? 1 : 0);
         meshes.activate(i);
     }
@@ -354,6 +355,71 @@ TEST(RendererTest, skinnedBindPoseRendersLikeTheUnskinnedMesh) {
     std::size_t covered = 0;
     for(std::size_t i = 0; i < images[0].size(); i += 4) covered += images[0][i] > 8;
     EXPECT_GT(covered, 400u);
+}
+
+TEST(RendererTest, posedJointsMoveTheirVertices) {
+    constexpr std::uint32_t S = 120;
+    constexpr float Extent = 6.0f;
+    Scene scene;
+    /* Orthographic, looking down -Z at the square [-3, 3] around (0, 1.5) */
+    const Data::Id eye = scene.view(scene.object(DualQuaternion::translation(Vector3{0.0f, 1.5f, 10.0f})), S, S, 0.0f, Extent);
+    /* The bar stands on the origin, a joint per unit; the top joint turns a quarter clockwise
+       about Z at its pivot (0, 2, 0), so the top unit, which follows it alone, lies along +X */
+    std::vector<Data::Id> joints;
+    std::vector<DualQuaternion> inverseBind;
+    for(int j = 0; j != 3; ++j) {
+        const Quaternion turn = j == 2 ? Quaternion::rotation(-1.5707963f, Vector3::zAxis()) : Quaternion{};
+        joints.push_back(scene.object(DualQuaternion::from(turn, Vector3{0.0f, j ? 1.0f : 0.0f, 0.0f}), Vector3{1.0f, 1.0f, 1.0f}, j ? joints.back() : Data::Id{}));
+        inverseBind.push_back(DualQuaternion::translation(Vector3{0.0f, -float(j), 0.0f}));
+    }
+    std::string error;
+    const std::optional<std::uint16_t> skin = renderer().addSkin(Data::createSkinData(inverseBind, std::vector<Vector3>(3, Vector3{1.0f, 1.0f, 1.0f}), joints), error);
+    ASSERT_TRUE(skin) << error;
+    scene.instance(scene.object(DualQuaternion{}), meshes().bar, *skin);
+    scene.update(eye);
+    const std::vector<std::uint8_t> image = scene.render(eye, S, S, false);
+
+    const auto covered = [&](float x, float y) {
+        const std::uint32_t px = std::uint32_t((x + Extent/2)/Extent*S), py = std::uint32_t((1.5f + Extent/2 - y)/Extent*S);
+        return red(image, S, px, py) > 8;
+    };
+    /* The lower units stay, the top one moved from above the pivot to its right */
+    EXPECT_TRUE(covered(0.0f, 0.5f));
+    EXPECT_TRUE(covered(0.0f, 1.2f));
+    EXPECT_TRUE(covered(0.6f, 2.0f));
+    EXPECT_TRUE(covered(0.9f, 2.1f));
+    EXPECT_FALSE(covered(0.0f, 2.8f));
+    EXPECT_FALSE(covered(-0.6f, 2.0f));
+
+    /* Records too short for their joints are refused with the reason */
+    std::string refused;
+    EXPECT_FALSE(renderer().addSkin(std::vector<char>(3), refused));
+    EXPECT_EQ(refused, "a skin record needs at least 4 bytes, got 3");
+    std::vector<char> truncated = Data::createSkinData(inverseBind, std::vector<Vector3>(3, Vector3{1.0f, 1.0f, 1.0f}), joints);
+    truncated.pop_back();
+    EXPECT_FALSE(renderer().addSkin(truncated, refused));
+    EXPECT_EQ(refused, "a skin record of 3 joints needs 142 bytes, got 141");
+}
+
+TEST(RendererTest, materialsComeWithEachInstance) {
+    constexpr std::uint32_t W = 96, H = 64;
+    Scene scene;
+    const Data::Id eye = scene.view(scene.object(camera({0.0f, 0.0f, 5.0f}, {})), W, H, 60.0f);
+    renderer().setMaterial(1, Color4{1.0f, 0.0f, 0.0f, 1.0f});
+    renderer().setMaterial(2, Color4{0.0f, 1.0f, 0.0f, 1.0f});
+    EXPECT_FALSE(renderer().setMaterial(std::uint16_t(MaxMaterials), Color4{}));
+    scene.instance(scene.object(DualQuaternion::translation(Vector3{-1.0f, 0.0f, 0.0f})), meshes().cube, 0, 1);
+    scene.instance(scene.object(DualQuaternion::translation(Vector3{1.0f, 0.0f, 0.0f})), meshes().cube, 0, 2);
+    scene.update(eye);
+    const std::vector<std::uint8_t> image = scene.render(eye, W, H, false);
+    /* One instanced draw for both */
+    EXPECT_EQ(renderer().plan().runs().size(), 1u);
+    const std::uint8_t* left = image.data() + (std::size_t(H/2)*W + W/2 - 15)*4;
+    const std::uint8_t* right = image.data() + (std::size_t(H/2)*W + W/2 + 15)*4;
+    EXPECT_GT(left[0], 20);
+    EXPECT_EQ(left[1], 0);
+    EXPECT_EQ(right[0], 0);
+    EXPECT_GT(right[1], 20);
 }
 
 TEST(RendererTest, stereoPairMatchesTwoSingleEyeRenders) {
