@@ -63,7 +63,6 @@ std::unique_ptr<GLContext> GLContext::create(std::string& error) {
         }
         if(!eglBindAPI(EGL_OPENGL_API)) {
             reasons = failure("eglBindAPI(EGL_OPENGL_API)");
-            eglTerminate(display);
             continue;
         }
         /* A pbuffer-capable configuration, so that a display without surfaceless contexts can
@@ -78,7 +77,6 @@ std::unique_ptr<GLContext> GLContext::create(std::string& error) {
         EGLContext context = eglCreateContext(display, config ? config : EGL_NO_CONFIG_KHR, EGL_NO_CONTEXT, contextAttributes);
         if(context == EGL_NO_CONTEXT) {
             reasons = failure("eglCreateContext() for OpenGL 3.3 core");
-            eglTerminate(display);
             continue;
         }
         EGLSurface surface = EGL_NO_SURFACE;
@@ -89,7 +87,6 @@ std::unique_ptr<GLContext> GLContext::create(std::string& error) {
                 reasons = failure("eglMakeCurrent()");
                 if(surface != EGL_NO_SURFACE) eglDestroySurface(display, surface);
                 eglDestroyContext(display, context);
-                eglTerminate(display);
                 continue;
             }
         }
@@ -102,11 +99,13 @@ std::unique_ptr<GLContext> GLContext::create(std::string& error) {
     return nullptr;
 }
 
+/* The display stays initialized: EGL displays are shared by the whole process, so terminating
+   it here would destroy the contexts of every other user of the same display */
 GLContext::~GLContext() {
     eglMakeCurrent(_display, EGL_NO_SURFACE, EGL_NO_SURFACE, EGL_NO_CONTEXT);
     if(_surface) eglDestroySurface(_display, _surface);
     eglDestroyContext(_display, _context);
-    eglTerminate(_display);
+    eglReleaseThread();
 }
 
 std::string GLContext::description() const {
