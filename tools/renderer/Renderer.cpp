@@ -110,6 +110,8 @@ struct Renderer::Mesh {
     bool skinning{}, eightJoints{};
     /* Defines of the attributes, in the shader group's names */
     std::string defines;
+    /* Programs by variant, see variantIndex() */
+    Program* programs[12]{};
 };
 
 struct Renderer::Program {
@@ -322,10 +324,17 @@ bool Renderer::setMaterial(const std::uint16_t material, const Color4& color) {
     return true;
 }
 
-Renderer::Program& Renderer::program(const Mesh& mesh, const bool skinned, const bool shadows, const Pass pass) {
+Renderer::Program& Renderer::program(Mesh& mesh, const bool skinned, const bool shadows, const Pass pass) {
+    /* Looked up by string once per mesh and variant, then taken from the mesh */
+    Program*& cached = mesh.programs[(skinned ? 6 : 0) + (shadows ? 3 : 0) + std::size_t(pass)];
+    if(!cached) cached = &program(mesh.defines, skinned && mesh.skinning, skinned && mesh.eightJoints, shadows, pass);
+    return *cached;
+}
+
+Renderer::Program& Renderer::program(const std::string& meshDefines, const bool skinned, const bool eightJoints, const bool shadows, const Pass pass) {
     std::string defines = "#define MAX_LIGHTS " + std::to_string(MaxLights) + "\n#define MAX_SHADOWS " + std::to_string(MaxShadows) +
-        "\n#define MAX_JOINTS " + std::to_string(MaxJoints) + "\n#define MAX_MATERIALS " + std::to_string(MaxMaterials) + "\n" + mesh.defines;
-    if(skinned) defines += mesh.eightJoints ? "#define SKINNING\n#define EIGHT_JOINTS\n" : "#define SKINNING\n";
+        "\n#define MAX_JOINTS " + std::to_string(MaxJoints) + "\n#define MAX_MATERIALS " + std::to_string(MaxMaterials) + "\n" + meshDefines;
+    if(skinned) defines += eightJoints ? "#define SKINNING\n#define EIGHT_JOINTS\n" : "#define SKINNING\n";
     if(pass != Pass::Main) defines += "#define DEPTH_ONLY\n";
     if(pass == Pass::Paraboloid) defines += "#define PARABOLOID\n";
     if(shadows && pass == Pass::Main) defines += "#define SHADOWS\n";
@@ -428,7 +437,7 @@ void Renderer::uploadSkin(const Data::SceneGraph& graph, const std::uint16_t ski
 
 void Renderer::drawRuns(const Frame& frame, const FramePlan& plan, const Matrix4& viewProjection, const bool shadows, const Pass pass, const Matrix4& paraboloidView) {
     for(const DrawRun& run: plan.runs()) {
-        const Mesh& mesh = *_meshes[run.mesh];
+        Mesh& mesh = *_meshes[run.mesh];
         const bool skinned = run.skin && mesh.skinning && run.skin <= _skins.size();
         Program& p = program(mesh, skinned, shadows, pass);
         glUseProgram(p.id);
@@ -507,6 +516,8 @@ void Renderer::render(const Frame& frame, const std::uint32_t width, const std::
     _plan.planDraws(*frame.meshes, _bounds, culling, frame.cull);
     uploadInstances(*frame.meshes);
 
+    /* Errors of earlier calls are not this frame's */
+    while(glGetError() != GL_NO_ERROR) {}
     glEnable(GL_DEPTH_TEST);
     glDepthFunc(GL_LESS);
     _shadowMapsDrawn = 0;
@@ -545,14 +556,15 @@ void Renderer::render(const Frame& frame, const std::uint32_t width, const std::
     glPixelStorei(GL_PACK_ALIGNMENT, 1);
     glReadPixels(0, 0, GLsizei(width), GLsizei(height), GL_RGBA, GL_UNSIGNED_BYTE, rgba.data());
     const std::size_t row = std::size_t(width)*4;
-    std::vector<std::uint8_t> swap(row);
+    _rowScratch.resize(row);
     for(std::uint32_t y = 0; y < height/2; ++y) {
         std::uint8_t* const a = rgba.data() + y*row;
         std::uint8_t* const b = rgba.data() + (height - 1 - y)*row;
-        std::memcpy(swap.data(), a, row);
+        std::memcpy(_rowScratch.data(), a, row);
         std::memcpy(a, b, row);
-        std::memcpy(b, swap.data(), row);
+        std::memcpy(b, _rowScratch.data(), row);
     }
+    _glError = glGetError();
 }
 
 }

@@ -113,6 +113,8 @@ class Renderer {
         const FramePlan& plan() const { return _plan; }
         /* Shadow records drawn by the last render() */
         std::uint32_t shadowMapsDrawn() const { return _shadowMapsDrawn; }
+        /* The first OpenGL error the last render() left, 0 for none */
+        std::uint32_t glError() const { return _glError; }
 
     private:
         struct Mesh;
@@ -131,7 +133,8 @@ class Renderer {
 
         Renderer();
 
-        Program& program(const Mesh& mesh, bool skinned, bool shadows, Pass pass);
+        Program& program(Mesh& mesh, bool skinned, bool shadows, Pass pass);
+        Program& program(const std::string& meshDefines, bool skinned, bool eightJoints, bool shadows, Pass pass);
         void ensureFramebuffer(std::uint32_t width, std::uint32_t height);
         void uploadInstances(const Data::MeshManager& meshes);
         void uploadSkin(const Data::SceneGraph& graph, std::uint16_t skin);
@@ -150,6 +153,8 @@ class Renderer {
         FramePlan _plan, _shadowPlan;
         std::unique_ptr<SkinBlock> _skinBlock;
         std::uint32_t _shadowMapsDrawn{};
+        std::uint32_t _glError{};
+        std::vector<std::uint8_t> _rowScratch;
 
         /* OpenGL names */
         unsigned int _framebuffer{}, _colorBuffer{}, _depthBuffer{};

@@ -124,6 +124,7 @@ struct Scene {
         frame.shadowView = eye;
         std::vector<std::uint8_t> out;
         renderer().render(frame, width, height, out);
+        EXPECT_EQ(renderer().glError(), 0u);
         return out;
     }
 };
