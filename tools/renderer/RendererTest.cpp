@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <memory>
 #include <string>
 #include <vector>
@@ -17,6 +18,7 @@
 #include "QuillmarshEngine/Data/SceneGraph.h"
 #include "QuillmarshEngine/Data/SkinData.h"
 #include "QuillmarshEngine/Data/ViewManager.h"
+#include "QuillmarshEngine/Math/Packing.h"
 #include "QuillmarshEngine/Math/Matrix4.h"
 #include "QuillmarshEngine/Math/Quaternion.h"
 #include "QuillmarshEngine/Tools/MeshFormat.h"
@@ -36,9 +38,33 @@ Renderer& renderer() {
     return *instance;
 }
 
+/* The float sphere with half-float normals, as another writer of mesh records could store it */
+Trade::MeshData halfNormalSphere() {
+    const Trade::MeshData sphere = Tools::packMesh(Tools::MeshDataFlags{}, sphereMesh(24, 32));
+    const std::uint32_t count = sphere.vertexCount();
+    constexpr std::size_t Stride = 20;
+    std::vector<char> vertices(count*Stride);
+    const std::uint32_t position = sphere.attributeId(Trade::MeshAttribute::Position), normal = sphere.attributeId(Trade::MeshAttribute::Normal);
+    for(std::uint32_t i = 0; i != count; ++i) {
+        const char* const from = sphere.vertexData().data() + i*std::size_t(sphere.attributeStride(position));
+        std::memcpy(vertices.data() + i*Stride, from + sphere.attributeOffset(position), 12);
+        float n[3];
+        std::memcpy(n, from + sphere.attributeOffset(normal), 12);
+        for(int c = 0; c != 3; ++c) {
+            const std::uint16_t half = Math::packHalf(n[c]);
+            std::memcpy(vertices.data() + i*Stride + 12 + 2*c, &half, 2);
+        }
+    }
+    std::vector<char> indices{sphere.indexData().begin(), sphere.indexData().end()};
+    const Trade::MeshIndexData indexView{sphere.indexType(), indices};
+    return Trade::MeshData{Trade::MeshPrimitive::Triangles, std::move(indices), indexView, std::move(vertices), {
+        Trade::MeshAttributeData{Trade::MeshAttribute::Position, Trade::VertexFormat::Vector3, 0, count, Stride},
+        Trade::MeshAttributeData{Trade::MeshAttribute::Normal, Trade::VertexFormat::Vector3h, 12, count, Stride}}, count};
+}
+
 /* Mesh indices in the renderer, uploaded once */
 struct Meshes {
-    std::uint16_t cube, sphere, sphereQuantized, plane, bar, barUnskinned;
+    std::uint16_t cube, sphere, sphereQuantized, sphereHalf, plane, bar, barUnskinned;
 };
 const Meshes& meshes() {
     static const Meshes m = [] {
@@ -47,6 +73,7 @@ const Meshes& meshes() {
         out.cube = r.addMesh(Tools::packMesh(Tools::MeshDataFlags{}, cubeMesh()), MeshBounds{{}, 0.87f});
         out.sphere = r.addMesh(Tools::packMesh(Tools::MeshDataFlags{}, sphereMesh(24, 32)), MeshBounds{{}, 1.0f});
         out.sphereQuantized = r.addMesh(Tools::packMesh(Tools::MeshDataFlag::Quantized, sphereMesh(24, 32)), MeshBounds{{}, 1.0f});
+        out.sphereHalf = r.addMesh(halfNormalSphere(), MeshBounds{{}, 1.0f});
         out.plane = r.addMesh(Tools::packMesh(Tools::MeshDataFlags{}, planeMesh()), MeshBounds{{}, 1.42f});
         const Trade::MeshData bar = skinnedBarMesh(3, 4);
         out.bar = r.addMesh(Tools::packMesh(Tools::MeshDataFlags{}, bar), MeshBounds{{0.0f, 1.5f, 0.0f}, 1.6f});
@@ -304,22 +331,26 @@ std::pair<double, int> difference(const std::vector<std::uint8_t>& a, const std:
     return {double(differing)/double(a.size()/4), largest};
 }
 
-TEST(RendererTest, quantizedMeshRendersLikeTheFloatOne) {
+TEST(RendererTest, quantizedAndHalfFloatMeshesRenderLikeTheFloatOne) {
     constexpr std::uint32_t W = 128, H = 128;
-    std::vector<std::uint8_t> images[2];
-    for(int quantized = 0; quantized != 2; ++quantized) {
+    std::vector<std::uint8_t> images[3];
+    const std::uint16_t variants[]{meshes().sphere, meshes().sphereQuantized, meshes().sphereHalf};
+    for(int v = 0; v != 3; ++v) {
         Scene scene;
         const Data::Id eye = scene.view(scene.object(camera({0.0f, 1.0f, 4.0f}, {})), W, H, 50.0f);
-        scene.instance(scene.object(DualQuaternion{}), quantized ? meshes().sphereQuantized : meshes().sphere);
+        scene.instance(scene.object(DualQuaternion{}), variants[v]);
         scene.light(Data::LightType::Sun, {}, {-0.5f, -0.7f, -1.0f}, {1.0f, 1.0f, 1.0f, 0.9f}, {0.0f, 0.0f, 0.0f, 10.0f});
         scene.update(eye);
-        images[quantized] = scene.render(eye, W, H);
+        images[v] = scene.render(eye, W, H);
     }
-    const auto [fraction, largest] = difference(images[0], images[1], 2);
-    EXPECT_EQ(fraction, 0.0);
-    EXPECT_LE(largest, 2);
+    for(int v = 1; v != 3; ++v) {
+        const auto [fraction, largest] = difference(images[0], images[v], 2);
+        EXPECT_EQ(fraction, 0.0) << "variant " << v;
+        EXPECT_LE(largest, 2) << "variant " << v;
+    }
     /* Not vacuously: the sphere is there and shaded */
     EXPECT_GT(red(images[0], W, W/2, H/2), 100);
+    EXPECT_LT(red(images[0], W, W/2, H/2 + 40), red(images[0], W, W/2, H/2) - 20);
 }
 
 TEST(RendererTest, skinnedBindPoseRendersLikeTheUnskinnedMesh) {
