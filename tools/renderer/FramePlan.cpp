@@ -21,17 +21,32 @@ Frustum Frustum::fromMatrix(const Matrix4& clip) {
     frustum.planes[3] = w - y;
     frustum.planes[4] = w + z;
     frustum.planes[5] = w - z;
+    /* Unit normals, so that a plane's value at a point is its distance. An infinite far plane
+       has no normal; it becomes one that cuts nothing away. */
+    for(Vector4& plane: frustum.planes) {
+        const float length = plane.xyz().length();
+        plane = length == 0.0f ? Vector4{0.0f, 0.0f, 0.0f, 1.0f} : plane*(1.0f/length);
+    }
     return frustum;
 }
 
 bool Frustum::intersects(const Vector3& center, const float radius) const {
-    for(const Vector4& plane: planes) {
-        const float length = plane.xyz().length();
-        /* An infinite far plane has no normal; it cuts nothing away */
-        if(length == 0.0f) continue;
-        if(Math::dot(plane.xyz(), center) + plane.w() < -radius*length) return false;
-    }
+    for(const Vector4& plane: planes)
+        if(Math::dot(plane.xyz(), center) + plane.w() < -radius) return false;
     return true;
+}
+
+namespace {
+
+/* A point moved by a unit dual quaternion, as the shader group's DualQuaternion.glsl does it:
+   the rotation of the real part, then the translation 2 dual conjugate(real) */
+inline Vector3 transformPoint(const DualQuaternion& transform, const Vector3& point) {
+    const Vector3 r = transform.real().vector(), d = transform.dual().vector();
+    const float rw = transform.real().scalar(), dw = transform.dual().scalar();
+    const Vector3 rotated = point + Math::cross(r, Math::cross(r, point) + point*rw)*2.0f;
+    return rotated + (d*rw - r*dw + Math::cross(r, d))*2.0f;
+}
+
 }
 
 void FramePlan::planDraws(const Data::MeshManager& meshes, const std::span<const MeshBounds> bounds, const Matrix4& culling, const bool cull) {
@@ -58,7 +73,7 @@ void FramePlan::planDraws(const Data::MeshManager& meshes, const std::span<const
             const std::uint16_t skin = skinnedSubgroup ? skins[i] : 0;
             if(cull && !skin) {
                 const Vector3& scaling = scalings[i].scaling;
-                const Vector3 center = transforms[i].transformPointNormalized(scaling*bounds[mesh].center);
+                const Vector3 center = transformPoint(transforms[i], scaling*bounds[mesh].center);
                 const float radius = bounds[mesh].radius*std::max({std::abs(scaling.x()), std::abs(scaling.y()), std::abs(scaling.z())});
                 if(!frustum.intersects(center, radius)) {
                     ++_culled;
