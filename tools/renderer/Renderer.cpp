@@ -16,6 +16,7 @@
 #include "QuillmarshEngine/Data/ViewManager.h"
 #include "QuillmarshEngine/Math/Quaternion.h"
 #include "QuillmarshEngine/Tools/MeshFormat.h"
+#include "QuillmarshEngine/Utils/BitSet.h"
 #include "QuillmarshEngine/Trade/MeshData.h"
 #include "QuillmarshEngine/Utils/Preprocessor.h"
 #include "QuillmarshEngine/Utils/Resource.h"
@@ -163,11 +164,7 @@ std::unique_ptr<Renderer> Renderer::create(std::string& error) {
 }
 
 Renderer::~Renderer() {
-    for(const std::unique_ptr<Mesh>& mesh: _meshes) {
-        glDeleteVertexArrays(1, &mesh->vao);
-        glDeleteBuffers(1, &mesh->vertexBuffer);
-        if(mesh->indexBuffer) glDeleteBuffers(1, &mesh->indexBuffer);
-    }
+    for(const std::unique_ptr<Mesh>& mesh: _meshes) destroy(*mesh);
     for(const auto& program: _programs) glDeleteProgram(program.second->id);
     const GLuint buffers[]{_instanceBuffer, _lightBuffer, _shadowBuffer, _skinBuffer, _materialBuffer};
     glDeleteBuffers(5, buffers);
@@ -182,6 +179,42 @@ Renderer::~Renderer() {
 std::string Renderer::description() const { return _context->description(); }
 
 std::uint16_t Renderer::addMesh(const Trade::MeshData& mesh, const MeshBounds& bounds) {
+    _meshes.push_back(upload(mesh));
+    _bounds.push_back(bounds);
+    return std::uint16_t(_meshes.size() - 1);
+}
+
+void Renderer::destroy(Mesh& mesh) {
+    glDeleteVertexArrays(1, &mesh.vao);
+    glDeleteBuffers(1, &mesh.vertexBuffer);
+    if(mesh.indexBuffer) glDeleteBuffers(1, &mesh.indexBuffer);
+}
+
+bool Renderer::replaceMesh(const std::uint16_t index, const Trade::MeshData& mesh, const MeshBounds& bounds) {
+    if(index >= _meshes.size()) return false;
+    destroy(*_meshes[index]);
+    _meshes[index] = upload(mesh);
+    _bounds[index] = bounds;
+    return true;
+}
+
+std::uint32_t Renderer::refreshDirtyMeshes(Data::MeshManager& meshes, const std::function<const Trade::MeshData*(std::uint16_t, MeshBounds&)>& source) {
+    Utils::BitSet& dirty = meshes.dirtyMeshes();
+    std::uint32_t uploaded = 0;
+    for(std::size_t m = 0; m != dirty.bitCount(); ++m) {
+        if(!dirty[m]) continue;
+        dirty.reset(m);
+        if(m >= _meshes.size()) continue;
+        MeshBounds bounds = _bounds[m];
+        if(const Trade::MeshData* const mesh = source(std::uint16_t(m), bounds)) {
+            replaceMesh(std::uint16_t(m), *mesh, bounds);
+            ++uploaded;
+        }
+    }
+    return uploaded;
+}
+
+std::unique_ptr<Renderer::Mesh> Renderer::upload(const Trade::MeshData& mesh) {
     std::unique_ptr<Mesh> out{new Mesh};
     glGenVertexArrays(1, &out->vao);
     glBindVertexArray(out->vao);
@@ -274,10 +307,7 @@ std::uint16_t Renderer::addMesh(const Trade::MeshData& mesh, const MeshBounds& b
         out->count = GLsizei(mesh.vertexCount());
     }
     glBindVertexArray(0);
-
-    _meshes.push_back(std::move(out));
-    _bounds.push_back(bounds);
-    return std::uint16_t(_meshes.size() - 1);
+    return out;
 }
 
 std::optional<std::uint16_t> Renderer::addMesh(const Data::MeshData& record, std::string& error) {

@@ -25,6 +25,7 @@
    context is current on. */
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <span>
@@ -92,6 +93,16 @@ class Renderer {
 
         std::uint32_t meshCount() const { return std::uint32_t(_meshes.size()); }
 
+        /* Upload another mesh under an existing index; false for an index not uploaded yet */
+        bool replaceMesh(std::uint16_t index, const Trade::MeshData& mesh, const MeshBounds& bounds);
+
+        /* Upload again the meshes that meshes marks dirty (MeshManager::markMeshDirty()) and clear
+           their bits, as the renderer is the one to clear them. source gives the new mesh of an
+           index, and may change the bounds it is handed (the old ones); nullptr keeps the upload
+           as it is. Bits of indices never uploaded are cleared too. Returns the number of meshes
+           uploaded again. */
+        std::uint32_t refreshDirtyMeshes(Data::MeshManager& meshes, const std::function<const Trade::MeshData*(std::uint16_t, MeshBounds&)>& source);
+
         /* Register a skin record; returns its skin index, counted from 1 (0 means no skin in the
            mesh manager's skin column); nothing and a reason when the record is too short or has
            more than MaxJoints joints. A joint's transform and scaling in the record take a vertex
@@ -133,6 +144,8 @@ class Renderer {
 
         Renderer();
 
+        std::unique_ptr<Mesh> upload(const Trade::MeshData& mesh);
+        void destroy(Mesh& mesh);
         Program& program(Mesh& mesh, bool skinned, bool shadows, Pass pass);
         Program& program(const std::string& meshDefines, bool skinned, bool eightJoints, bool shadows, Pass pass);
         void ensureFramebuffer(std::uint32_t width, std::uint32_t height);

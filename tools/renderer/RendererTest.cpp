@@ -454,6 +454,47 @@ TEST(RendererTest, materialsComeWithEachInstance) {
     EXPECT_GT(right[1], 20);
 }
 
+TEST(RendererTest, dirtyMeshesAreUploadedAgain) {
+    constexpr std::uint32_t W = 64, H = 64;
+    /* A mesh of the renderer's own, so that the other tests keep theirs */
+    const std::uint16_t mesh = renderer().addMesh(Tools::packMesh(Tools::MeshDataFlags{}, cubeMesh()), MeshBounds{{}, 0.87f});
+    Scene scene;
+    const Data::Id eye = scene.view(scene.object(camera({0.0f, 0.0f, 4.0f}, {})), W, H, 60.0f);
+    scene.instance(scene.object(DualQuaternion{}), mesh);
+    scene.update(eye);
+    const auto coverage = [&] {
+        const std::vector<std::uint8_t> image = scene.render(eye, W, H, false);
+        std::size_t covered = 0;
+        for(std::size_t i = 0; i < image.size(); i += 4) covered += image[i] > 8;
+        return covered;
+    };
+    const std::size_t cube = coverage();
+
+    /* Marked dirty, the mesh is taken again from the source, here a sphere of radius 1 (the
+       cube's half side is 0.5, so it grows); an index past the uploads is only cleared */
+    const Trade::MeshData sphere = Tools::packMesh(Tools::MeshDataFlags{}, sphereMesh(16, 24));
+    scene.meshes.markMeshDirty(mesh);
+    scene.meshes.markMeshDirty(std::uint16_t(mesh + 5));
+    std::vector<std::uint16_t> asked;
+    EXPECT_EQ(renderer().refreshDirtyMeshes(scene.meshes, [&](std::uint16_t index, MeshBounds& bounds) -> const Trade::MeshData* {
+        asked.push_back(index);
+        bounds.radius = 1.0f;
+        return &sphere;
+    }), 1u);
+    EXPECT_EQ(asked, std::vector<std::uint16_t>{mesh});
+    EXPECT_FALSE(scene.meshes.isMeshDirty(mesh));
+    EXPECT_FALSE(scene.meshes.isMeshDirty(std::uint16_t(mesh + 5)));
+    const std::size_t grown = coverage();
+    EXPECT_GT(grown, cube*2);
+
+    /* Nothing dirty, nothing asked */
+    EXPECT_EQ(renderer().refreshDirtyMeshes(scene.meshes, [&](std::uint16_t, MeshBounds&) -> const Trade::MeshData* {
+        ADD_FAILURE();
+        return nullptr;
+    }), 0u);
+    EXPECT_FALSE(renderer().replaceMesh(std::uint16_t(renderer().meshCount()), sphere, MeshBounds{}));
+}
+
 TEST(RendererTest, stereoPairMatchesTwoSingleEyeRenders) {
     constexpr std::uint32_t W = 96, H = 80;
     Scene scene;
