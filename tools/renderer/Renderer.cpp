@@ -240,17 +240,14 @@ std::unique_ptr<Renderer::Mesh> Renderer::upload(const Trade::MeshData& mesh) {
         /* Arrays (joint ids and weights) take four components per location; the second four
            of eight joints take locations 8 and 9 */
         const std::uint32_t elements = std::max<std::uint32_t>(1, mesh.attributeArraySize(i));
-        GLint components = elements > 1 ? GLint(std::min<std::uint32_t>(4, elements)) : f->components;
-        std::size_t offset = mesh.attributeOffset(i);
         const GLsizei stride = mesh.attributeStride(i);
-        for(std::uint32_t part = 0; part*4 < elements || (elements == 1 && part == 0); ++part) {
-            const GLuint location = row->location + (part ? 2 : 0);
+        for(std::uint32_t part = 0; part != (elements > 4 ? 2u : 1u); ++part) {
+            const GLuint location = row->location + 2*part;
+            const GLint components = elements > 1 ? GLint(std::min<std::uint32_t>(4, elements - 4*part)) : f->components;
+            const void* const offset = reinterpret_cast<const void*>(mesh.attributeOffset(i) + 4*part*std::size_t(f->componentSize));
             glEnableVertexAttribArray(location);
-            if(f->integer) glVertexAttribIPointer(location, components, f->type, stride, reinterpret_cast<const void*>(offset));
-            else glVertexAttribPointer(location, components, f->type, f->normalized, stride, reinterpret_cast<const void*>(offset));
-            offset += std::size_t(components*f->componentSize);
-            components = GLint(std::min<std::uint32_t>(4, elements - 4*(part + 1)));
-            if(part == 1) break;
+            if(f->integer) glVertexAttribIPointer(location, components, f->type, stride, offset);
+            else glVertexAttribPointer(location, components, f->type, f->normalized, stride, offset);
         }
 
         switch(name) {

@@ -62,9 +62,36 @@ Trade::MeshData halfNormalSphere() {
         Trade::MeshAttributeData{Trade::MeshAttribute::Normal, Trade::VertexFormat::Vector3h, 12, count, Stride}}, count};
 }
 
+/* The skinned bar with eight joint slots per vertex, its joints and weights in the second four
+   and zero weights in the first: drawn right only when both halves are bound where they are */
+Trade::MeshData eightJointBar(const Trade::MeshData& bar) {
+    const std::uint32_t count = bar.vertexCount();
+    constexpr std::size_t Stride = 24 + 16 + 32;
+    std::vector<char> vertices(count*Stride, '\0');
+    const std::uint32_t ids[]{bar.attributeId(Trade::MeshAttribute::Position), bar.attributeId(Trade::MeshAttribute::Normal),
+        bar.attributeId(Trade::MeshAttribute::JointIds), bar.attributeId(Trade::MeshAttribute::Weights)};
+    for(std::uint32_t i = 0; i != count; ++i) {
+        const char* const from = bar.vertexData().data() + i*std::size_t(bar.attributeStride(ids[0]));
+        char* const to = vertices.data() + i*Stride;
+        std::memcpy(to, from + bar.attributeOffset(ids[0]), 12);
+        std::memcpy(to + 12, from + bar.attributeOffset(ids[1]), 12);
+        /* The same joints in both halves, so that the blend's reference joint is the same */
+        std::memcpy(to + 24, from + bar.attributeOffset(ids[2]), 8);
+        std::memcpy(to + 32, from + bar.attributeOffset(ids[2]), 8);
+        std::memcpy(to + 40 + 16, from + bar.attributeOffset(ids[3]), 16);
+    }
+    std::vector<char> indices{bar.indexData().begin(), bar.indexData().end()};
+    const Trade::MeshIndexData indexView{bar.indexType(), indices};
+    return Trade::MeshData{Trade::MeshPrimitive::Triangles, std::move(indices), indexView, std::move(vertices), {
+        Trade::MeshAttributeData{Trade::MeshAttribute::Position, Trade::VertexFormat::Vector3, 0, count, Stride},
+        Trade::MeshAttributeData{Trade::MeshAttribute::Normal, Trade::VertexFormat::Vector3, 12, count, Stride},
+        Trade::MeshAttributeData{Trade::MeshAttribute::JointIds, Trade::VertexFormat::UnsignedShort, 24, count, Stride, 8},
+        Trade::MeshAttributeData{Trade::MeshAttribute::Weights, Trade::VertexFormat::Float, 40, count, Stride, 8}}, count};
+}
+
 /* Mesh indices in the renderer, uploaded once */
 struct Meshes {
-    std::uint16_t cube, sphere, sphereQuantized, sphereHalf, plane, bar, barUnskinned;
+    std::uint16_t cube, sphere, sphereQuantized, sphereHalf, plane, bar, barQuantized, barEightJoints, barUnskinned;
 };
 const Meshes& meshes() {
     static const Meshes m = [] {
@@ -77,6 +104,8 @@ const Meshes& meshes() {
         out.plane = r.addMesh(Tools::packMesh(Tools::MeshDataFlags{}, planeMesh()), MeshBounds{{}, 1.42f});
         const Trade::MeshData bar = skinnedBarMesh(3, 4);
         out.bar = r.addMesh(Tools::packMesh(Tools::MeshDataFlags{}, bar), MeshBounds{{0.0f, 1.5f, 0.0f}, 1.6f});
+        out.barQuantized = r.addMesh(Tools::packMesh(Tools::MeshDataFlag::Quantized, bar), MeshBounds{{0.0f, 1.5f, 0.0f}, 1.6f});
+        out.barEightJoints = r.addMesh(eightJointBar(Tools::packMesh(Tools::MeshDataFlags{}, bar)), MeshBounds{{0.0f, 1.5f, 0.0f}, 1.6f});
         out.barUnskinned = r.addMesh(Tools::packMesh(Tools::MeshDataFlag::Position|Tools::MeshDataFlag::Normal, Tools::MeshDataFlags{}, bar), MeshBounds{{0.0f, 1.5f, 0.0f}, 1.6f});
         r.setMaterial(0, Color4{1.0f, 1.0f, 1.0f, 1.0f});
         r.setAmbient(Color3{0.1f, 0.1f, 0.1f});
@@ -392,24 +421,30 @@ TEST(RendererTest, skinnedBindPoseRendersLikeTheUnskinnedMesh) {
 TEST(RendererTest, posedJointsMoveTheirVertices) {
     constexpr std::uint32_t S = 120;
     constexpr float Extent = 6.0f;
-    Scene scene;
-    /* Orthographic, looking down -Z at the square [-3, 3] around (0, 1.5) */
-    const Data::Id eye = scene.view(scene.object(DualQuaternion::translation(Vector3{0.0f, 1.5f, 10.0f})), S, S, 0.0f, Extent);
-    /* The bar stands on the origin, a joint per unit; the top joint turns a quarter clockwise
-       about Z at its pivot (0, 2, 0), so the top unit, which follows it alone, lies along +X */
-    std::vector<Data::Id> joints;
-    std::vector<DualQuaternion> inverseBind;
-    for(int j = 0; j != 3; ++j) {
-        const Quaternion turn = j == 2 ? Quaternion::rotation(-1.5707963f, Vector3::zAxis()) : Quaternion{};
-        joints.push_back(scene.object(DualQuaternion::from(turn, Vector3{0.0f, j ? 1.0f : 0.0f, 0.0f}), Vector3{1.0f, 1.0f, 1.0f}, j ? joints.back() : Data::Id{}));
-        inverseBind.push_back(DualQuaternion::translation(Vector3{0.0f, -float(j), 0.0f}));
+    std::vector<std::uint8_t> images[3];
+    const std::uint16_t variants[]{meshes().bar, meshes().barQuantized, meshes().barEightJoints};
+    for(int v = 0; v != 3; ++v) {
+        SCOPED_TRACE(v);
+        Scene scene;
+        /* Orthographic, looking down -Z at the square [-3, 3] around (0, 1.5) */
+        const Data::Id eye = scene.view(scene.object(DualQuaternion::translation(Vector3{0.0f, 1.5f, 10.0f})), S, S, 0.0f, Extent);
+        /* The bar stands on the origin, a joint per unit; the top joint turns a quarter clockwise
+           about Z at its pivot (0, 2, 0), so the top unit, which follows it alone, lies along +X */
+        std::vector<Data::Id> joints;
+        std::vector<DualQuaternion> inverseBind;
+        for(int j = 0; j != 3; ++j) {
+            const Quaternion turn = j == 2 ? Quaternion::rotation(-1.5707963f, Vector3::zAxis()) : Quaternion{};
+            joints.push_back(scene.object(DualQuaternion::from(turn, Vector3{0.0f, j ? 1.0f : 0.0f, 0.0f}), Vector3{1.0f, 1.0f, 1.0f}, j ? joints.back() : Data::Id{}));
+            inverseBind.push_back(DualQuaternion::translation(Vector3{0.0f, -float(j), 0.0f}));
+        }
+        std::string error;
+        const std::optional<std::uint16_t> skin = renderer().addSkin(Data::createSkinData(inverseBind, std::vector<Vector3>(3, Vector3{1.0f, 1.0f, 1.0f}), joints), error);
+        ASSERT_TRUE(skin) << error;
+        scene.instance(scene.object(DualQuaternion{}), variants[v], *skin);
+        scene.update(eye);
+        images[v] = scene.render(eye, S, S, false);
     }
-    std::string error;
-    const std::optional<std::uint16_t> skin = renderer().addSkin(Data::createSkinData(inverseBind, std::vector<Vector3>(3, Vector3{1.0f, 1.0f, 1.0f}), joints), error);
-    ASSERT_TRUE(skin) << error;
-    scene.instance(scene.object(DualQuaternion{}), meshes().bar, *skin);
-    scene.update(eye);
-    const std::vector<std::uint8_t> image = scene.render(eye, S, S, false);
+    const std::vector<std::uint8_t>& image = images[0];
 
     const auto covered = [&](float x, float y) {
         const std::uint32_t px = std::uint32_t((x + Extent/2)/Extent*S), py = std::uint32_t((1.5f + Extent/2 - y)/Extent*S);
@@ -422,12 +457,15 @@ TEST(RendererTest, posedJointsMoveTheirVertices) {
     EXPECT_TRUE(covered(0.9f, 2.1f));
     EXPECT_FALSE(covered(0.0f, 2.8f));
     EXPECT_FALSE(covered(-0.6f, 2.0f));
+    /* Quantized weights and eight joint slots pose alike */
+    for(int v = 1; v != 3; ++v) EXPECT_LT(difference(images[0], images[v], 8).first, 0.002) << "variant " << v;
 
     /* Records too short for their joints are refused with the reason */
     std::string refused;
     EXPECT_FALSE(renderer().addSkin(std::vector<char>(3), refused));
     EXPECT_EQ(refused, "a skin record needs at least 4 bytes, got 3");
-    std::vector<char> truncated = Data::createSkinData(inverseBind, std::vector<Vector3>(3, Vector3{1.0f, 1.0f, 1.0f}), joints);
+    const Data::Id someJoints[]{Data::Id{1}, Data::Id{2}, Data::Id{3}};
+    std::vector<char> truncated = Data::createSkinData(std::vector<DualQuaternion>(3), std::vector<Vector3>(3, Vector3{1.0f, 1.0f, 1.0f}), someJoints);
     truncated.pop_back();
     EXPECT_FALSE(renderer().addSkin(truncated, refused));
     EXPECT_EQ(refused, "a skin record of 3 joints needs 142 bytes, got 141");
