@@ -33,6 +33,13 @@ status=$?
 echo "$out" | grep -q '^quillmarsh-demo: cannot render: no OpenGL 3.3 core context could be made (' || fail "without a context: $out"
 [ -e "$work/none/frame-0001.png" ] && fail "without a context a frame was written"
 
+# A scene file that is not there: a message and exit 1, no frame
+out=$("$demo" --render "$work/missing" --scene "$work/missing.qme" 2>&1)
+status=$?
+[ $status = 1 ] || fail "a missing scene file exits with $status: $out"
+echo "$out" | grep -q '^quillmarsh-demo: .*scene' || fail "a missing scene file: $out"
+[ -e "$work/missing/frame-0001.png" ] && fail "a missing scene file wrote a frame"
+
 # Refused arguments
 out=$("$demo" --render "$work/x" --width 8 2>&1)
 [ $? = 1 ] && [ "$out" = "quillmarsh-demo: --width expects a number from 16 to 8192, got 8" ] || fail "--width 8: $out"
