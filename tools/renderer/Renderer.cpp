@@ -1,6 +1,7 @@
 #include "Renderer.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -538,9 +539,16 @@ void Renderer::drawShadowMaps(const Frame& frame) {
 void Renderer::render(const Frame& frame, const std::uint32_t width, const std::uint32_t height, std::vector<std::uint8_t>& rgba) {
     const Data::ViewManager& views = *frame.views;
     const std::uint32_t eyes = frame.eyeCount == 2 ? 2 : 1;
-    const Matrix4 culling = eyes == 2 ? views.cullingMatrix(frame.eyes[0], frame.eyes[1]) :
-        views.viewProjectionMatrix(views.indexOf(frame.eyes[0]));
-    _plan.planDraws(*frame.meshes, _bounds, culling, frame.cull);
+    /* One frustum holds both eyes only when both are perspective; a pair with an orthographic
+       eye is drawn unculled rather than culled by one eye alone */
+    const auto perspective = [&](Data::Id eye) {
+        const float m23 = views.projectionMatrices()[views.indexOf(eye)][2][3];
+        return m23 != 0.0f && std::abs(m23) >= 1.0e-05f;
+    };
+    const bool combined = eyes == 1 || (perspective(frame.eyes[0]) && perspective(frame.eyes[1]));
+    const Matrix4 culling = eyes == 1 ? views.viewProjectionMatrix(views.indexOf(frame.eyes[0])) :
+        combined ? views.cullingMatrix(frame.eyes[0], frame.eyes[1]) : Matrix4{};
+    _plan.planDraws(*frame.meshes, _bounds, culling, frame.cull && combined);
     uploadInstances(*frame.meshes);
 
     /* Errors of earlier calls are not this frame's */

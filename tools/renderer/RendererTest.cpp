@@ -570,6 +570,23 @@ TEST(RendererTest, stereoPairMatchesTwoSingleEyeRenders) {
     }
     /* The eyes see different pictures */
     EXPECT_GT(difference(single[0], single[1], 8).first, 0.01);
+
+    /* With an orthographic eye there is no combined frustum: the pair is drawn unculled and
+       still matches */
+    scene.views.projectionTypes()[scene.views.indexOf(right)] = 1;
+    scene.views.projectionParams()[scene.views.indexOf(right)].w() = 8.0f;
+    scene.update(left);
+    frame.eyes[0] = left;
+    frame.eyeCount = 2;
+    renderer().render(frame, 2*W, H, pair);
+    EXPECT_EQ(renderer().plan().culledInstances(), 0u);
+    frame.eyeCount = 1;
+    frame.eyes[0] = right;
+    renderer().render(frame, W, H, single[1]);
+    std::vector<std::uint8_t> half(std::size_t(W)*H*4);
+    for(std::uint32_t y = 0; y != H; ++y)
+        std::copy_n(pair.begin() + (std::size_t(y)*2*W + W)*4, W*4, half.begin() + std::size_t(y)*W*4);
+    EXPECT_EQ(difference(half, single[1], 0).first, 0.0);
 }
 
 }}
