@@ -203,7 +203,13 @@ void SceneConverter::writeMesh(const std::uint32_t index) {
     };
 
     std::vector<Vector3> positions(n);
-    for(std::uint32_t v = 0; v != n; ++v) positions[v] = vec(mesh.mVertices[v]);
+    for(std::uint32_t v = 0; v != n; ++v) {
+        positions[v] = vec(mesh.mVertices[v]);
+        if(!std::isfinite(positions[v].x()) || !std::isfinite(positions[v].y()) || !std::isfinite(positions[v].z())) {
+            warn("mesh " + name + ": vertex " + std::to_string(v) + " has a position that is not finite, the mesh is left out");
+            return;
+        }
+    }
     add(Trade::MeshAttribute::Position, Trade::VertexFormat::Vector3, bytesOf(positions), 12);
     if(mesh.HasNormals()) {
         std::vector<Vector3> normals(n);
@@ -720,8 +726,7 @@ Utils::Result<std::vector<char>> importScene(const std::string& path, const Scen
     const aiScene* const scene = importer.ReadFile(path, aiProcess_Triangulate|aiProcess_SortByPType|
         aiProcess_JoinIdenticalVertices|aiProcess_ValidateDataStructure);
     if(!scene) return R::fail(path + ": " + importer.GetErrorString());
-    if(!scene->mRootNode || (scene->mFlags & AI_SCENE_FLAGS_INCOMPLETE))
-        return R::fail(path + ": the file holds no complete scene");
+    if(!scene->mRootNode) return R::fail(path + ": the file holds no scene");
     const std::size_t slash = path.find_last_of('/');
     SceneImportSummary local;
     SceneConverter run{*scene, slash == std::string::npos ? std::string{} : path.substr(0, slash + 1), flags, summary ? *summary : local, progress};
