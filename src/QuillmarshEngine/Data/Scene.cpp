@@ -1,6 +1,7 @@
 #include "QuillmarshEngine/Data/Scene.h"
 
 #include <cstring>
+#include <fstream>
 #include <string>
 
 #include "QuillmarshEngine/Assert.h"
@@ -179,6 +180,20 @@ Utils::Result<std::unique_ptr<Scene>> Scene::load(std::vector<char>&& data) {
         scene->_translations.loadTermLinks(*locale);
     }
     return loadInto(std::move(scene), payload);
+}
+
+Utils::Result<std::unique_ptr<Scene>> Scene::loadFile(const std::string& path) {
+    typedef Utils::Result<std::unique_ptr<Scene>> R;
+    std::ifstream file{path, std::ios::binary|std::ios::ate};
+    if(!file) return R::fail(path + ": can't be opened");
+    const std::streamoff size = file.tellg();
+    if(size < 0) return R::fail(path + ": can't be read");
+    std::vector<char> data(static_cast<std::size_t>(size));
+    file.seekg(0);
+    if(!file.read(data.data(), size)) return R::fail(path + ": can't be read");
+    Utils::Result<std::unique_ptr<Scene>> scene = load(std::move(data));
+    if(!scene) return R::fail(path + ": " + scene.error());
+    return scene;
 }
 
 Utils::Result<std::unique_ptr<Scene>> Scene::loadInto(std::unique_ptr<Scene> scene, const std::span<const char> payload) {

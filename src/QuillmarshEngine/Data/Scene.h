@@ -40,6 +40,7 @@
 #include <cstdint>
 #include <memory>
 #include <span>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -118,6 +119,13 @@ class QUILLMARSH_EXPORT Scene {
          * found.
          */
         static Utils::Result<std::unique_ptr<Scene>> load(std::vector<char>&& data);
+
+        /**
+         * @brief Read the data file at @p path and @ref load() it
+         *
+         * A file that can't be read gives an error naming the path.
+         */
+        static Utils::Result<std::unique_ptr<Scene>> loadFile(const std::string& path);
 
         /**
          * @brief Load a scene record alone
