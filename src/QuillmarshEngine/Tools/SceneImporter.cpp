@@ -120,6 +120,67 @@ Decomposed decompose(const aiMatrix4x4& m) {
     return out;
 }
 
+/* Bits of precision kept with SceneImportFlag::Quantize, see the header */
+constexpr int PositionBits = 14, TextureCoordinateBits = 12;
+
+/* Rounds every value of a float column to a multiple of a power of two that leaves `bits` bits
+   for the largest magnitude, so that the low mantissa bits become zero: the vertex codec then
+   finds whole byte columns of zeros. The error is at most half that step. */
+void snapFloats(const StridedArrayView2D<char>& column, std::size_t components, int bits) {
+    float largest = 0.0f;
+    for(std::size_t v = 0; v != column.size().rows; ++v) for(std::size_t c = 0; c != components; ++c) {
+        float x;
+        std::memcpy(&x, &column[v][4*c], 4);
+        largest = std::max(largest, std::abs(x));
+    }
+    if(!(largest > 0.0f) || !std::isfinite(largest)) return;
+    int exponent;
+    std::frexp(largest, &exponent);
+    const float step = std::ldexp(1.0f, exponent - bits);
+    for(std::size_t v = 0; v != column.size().rows; ++v) for(std::size_t c = 0; c != components; ++c) {
+        float x;
+        std::memcpy(&x, &column[v][4*c], 4);
+        x = std::round(x/step)*step;
+        std::memcpy(&column[v][4*c], &x, 4);
+    }
+}
+
+/* Rounds 16-bit normalized components to 8 bits of precision, keeping the low byte zero */
+void snapShorts(const StridedArrayView2D<char>& column, std::size_t components, bool isSigned) {
+    for(std::size_t v = 0; v != column.size().rows; ++v) for(std::size_t c = 0; c != components; ++c) {
+        if(isSigned) {
+            std::int16_t x;
+            std::memcpy(&x, &column[v][2*c], 2);
+            x = std::int16_t(std::clamp(std::lround(float(x)/256.0f)*256, -32768l, 32512l));
+            std::memcpy(&column[v][2*c], &x, 2);
+        } else {
+            std::uint16_t x;
+            std::memcpy(&x, &column[v][2*c], 2);
+            x = std::uint16_t(std::min(std::lround(float(x)/256.0f)*256, 65280l));
+            std::memcpy(&column[v][2*c], &x, 2);
+        }
+    }
+}
+
+void reducePrecision(Trade::MeshData& mesh) {
+    for(std::uint32_t i = 0; i != mesh.attributeCount(); ++i) {
+        const Trade::MeshAttribute name = mesh.attributeName(i);
+        const Trade::VertexFormat format = mesh.attributeFormat(i);
+        const StridedArrayView2D<char> column = mesh.mutableAttribute(i);
+        if(name == Trade::MeshAttribute::Position && format == Trade::VertexFormat::Vector3)
+            snapFloats(column, 3, PositionBits);
+        else if(name == Trade::MeshAttribute::TextureCoordinates && format == Trade::VertexFormat::Vector2)
+            snapFloats(column, 2, TextureCoordinateBits);
+        else if(name == Trade::MeshAttribute::Normal && format == Trade::VertexFormat::Vector3sNormalized)
+            snapShorts(column, 3, true);
+        /* The tangent's fourth component is the handedness sign, kept as it is */
+        else if(name == Trade::MeshAttribute::Tangent && format == Trade::VertexFormat::Vector4sNormalized)
+            snapShorts(column, 3, true);
+        else if(name == Trade::MeshAttribute::Color && format == Trade::VertexFormat::Vector4usNormalized)
+            snapShorts(column, 4, false);
+    }
+}
+
 class SceneConverter {
     public:
         explicit SceneConverter(const aiScene& scene, std::string directory, SceneImportFlags flags, SceneImportSummary& summary, SceneImportProgress& progress):
@@ -326,7 +387,8 @@ void SceneConverter::writeMesh(const std::uint32_t index) {
     else warn("mesh " + name + ": not optimized: " + optimized.error());
 
     const MeshDataFlags quantized = _flags & SceneImportFlag::Quantize ? MeshDataFlags{MeshDataFlag::Quantized} : MeshDataFlags{};
-    const Trade::MeshData packed = packMesh(quantized, data);
+    Trade::MeshData packed = packMesh(quantized, data);
+    if(_flags & SceneImportFlag::Quantize) reducePrecision(packed);
     /* Optimization only drops unused vertices, so the imported positions bound the mesh */
     const BoundingSphere sphere = BoundingSphere::fromPoints(positions);
     std::vector<char> compressedVertices, compressedIndices;

@@ -23,7 +23,14 @@ namespace QuillmarshEngine { namespace Tools {
 
 /** @brief What @ref importScene() does beyond the plain conversion */
 enum class SceneImportFlag: std::uint32_t {
-    /** Store normals, tangents, colours and skin weights in their quantized formats */
+    /**
+     * Store normals, tangents, colours and skin weights in their quantized formats, and keep
+     * only the precision a renderer needs, so that compression finds zero bytes: positions are
+     * rounded to a multiple of 2^(e − 14) and texture coordinates of 2^(e − 12), where 2^e is
+     * the smallest power of two above the mesh's largest coordinate magnitude (an error of at
+     * most 2^(e − 15) resp. 2^(e − 13)), normals, tangent directions and colours to 8 bits
+     * within their 16-bit storage (an error of at most 128/32767 resp. 128/65535)
+     */
     Quantize = 1 << 0,
     /** Compress vertices and indices with meshoptimizer's codecs */
     Compress = 1 << 1
