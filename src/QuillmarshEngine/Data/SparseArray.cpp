@@ -86,15 +86,17 @@ std::string SparseArray::adoptBlock(std::vector<char>& block) {
     const std::vector<char> previousTail(headerTail(), headerTail() + (headerSize() - sizeof(SparseArrayHeader)));
     std::memcpy(headerTail(), block.data() + sizeof(SparseArrayHeader), h.headerSize - sizeof(SparseArrayHeader));
     const std::size_t expected = h.headerSize + indexDataSize(h.capacity) + (_layout ? _layout->dataSize(h.capacity) : 0);
-    std::memcpy(headerTail(), previousTail.data(), previousTail.size());
+    if(!previousTail.empty()) std::memcpy(headerTail(), previousTail.data(), previousTail.size());
     if(h.totalSize != block.size() || expected != block.size())
         return "block of " + std::to_string(block.size()) + " bytes, its header says " + std::to_string(h.totalSize) + " and its layout needs " + std::to_string(expected);
 
     /* Id tables: index -> id -> index round trips over the initialized slots, zeros past them */
     const std::size_t cap = h.capacity;
     std::vector<std::uint16_t> forward(cap), reverse(cap);
-    std::memcpy(forward.data(), block.data() + h.headerSize, 2*cap);
-    std::memcpy(reverse.data(), block.data() + h.headerSize + 2*cap, 2*cap);
+    if(cap) {
+        std::memcpy(forward.data(), block.data() + h.headerSize, 2*cap);
+        std::memcpy(reverse.data(), block.data() + h.headerSize + 2*cap, 2*cap);
+    }
     for(std::size_t i = 0; i != h.initializedCount; ++i) {
         const std::uint16_t id = reverse[i];
         if(id >= cap || forward[id] != i)
