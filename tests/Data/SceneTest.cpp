@@ -340,6 +340,46 @@ TEST(Scene, RefusesBrokenRecords) {
     EXPECT_EQ(loadError(r), "scene section 7 (js): parameter 0 of the script at 0 has an unknown type");
 }
 
+TEST(Scene, RefusesBrokenGroupsAndWeights) {
+    FullScene saved;
+    saved.graph.deactivate();
+    const std::vector<char> good = createSceneData(saved.graph);
+    const std::size_t mesh = blockOffset(good, 1);
+    const auto offsetOf = [&](const void* p) { return mesh + std::size_t(static_cast<const char*>(p) - saved.meshes.data().data()); };
+
+    /* Slot boundaries that go back */
+    std::vector<char> r = good;
+    poke(r, offsetOf(saved.meshes.grouped().groupOffsets().data()) + 2, std::uint16_t{3});
+    EXPECT_EQ(loadError(r), "scene section 1 (mesh): group offset 2 lies before the previous one");
+
+    /* A component in a slot that does not exist */
+    r = good;
+    poke(r, offsetOf(saved.meshes.grouped().slots().data()) + 2*3, std::uint16_t{99});
+    EXPECT_EQ(loadError(r), "scene section 1 (mesh): component at 3 has slot 99 of 6");
+
+    /* An active component outside its slot's range */
+    r = good;
+    const SparseArray::IndexType active = 0;
+    poke(r, offsetOf(saved.meshes.grouped().slots().data()) + 2*active, std::uint16_t(saved.meshes.grouped().slot(active) + 1));
+    EXPECT_EQ(loadError(r), "scene section 1 (mesh): active component at 0 lies outside the range of its slot " + std::to_string(saved.meshes.grouped().slot(active) + 1));
+
+    /* Weight slices: overlapping (whichever comes first, they share the first weight), and
+       past the weights in use */
+    SparseArray::IndexType two = 0, three = 0;
+    for(SparseArray::IndexType i = 0; i != saved.meshes.size(); ++i) {
+        const std::size_t count = saved.meshes.morphTargetWeightsOf(i).size();
+        if(count == 2) two = i;
+        if(count == 3) three = i;
+    }
+    r = good;
+    const Range1Dus slice = saved.meshes.morphTargetWeights()[three];
+    poke(r, offsetOf(&saved.meshes.morphTargetWeights()[two]), Range1Dus{slice.min(), std::uint16_t(slice.min() + 2)});
+    EXPECT_EQ(loadError(r), "scene section 1 (mesh): weight slices overlap at weight " + std::to_string(slice.min()));
+    r = good;
+    poke(r, offsetOf(&saved.meshes.morphTargetWeights()[two]), Range1Dus{std::uint16_t(6), std::uint16_t(9)});
+    EXPECT_EQ(loadError(r), "scene section 1 (mesh): weight slice of the component at " + std::to_string(two) + " lies outside the 6 weights in use");
+}
+
 TEST(Scene, AnimationStateCheckedAgainstTheFilesAnimations) {
     FullScene saved;
     /* The second animation gets a third track: the saved cross-fade now mixes track counts */
