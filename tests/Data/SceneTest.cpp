@@ -10,6 +10,8 @@
 #include "QuillmarshEngine/Data/CollisionManager.h"
 #include "QuillmarshEngine/Data/InputManager.h"
 #include "QuillmarshEngine/Data/JavaScriptManager.h"
+#include "QuillmarshEngine/Data/LanguageData.h"
+#include "QuillmarshEngine/Data/LocaleData.h"
 #include "QuillmarshEngine/Data/LightManager.h"
 #include "QuillmarshEngine/Data/MeshManager.h"
 #include "QuillmarshEngine/Data/NameManager.h"
@@ -232,6 +234,34 @@ TEST(Scene, RoundTripKeepsEveryManagerIdentical) {
     const MeshManager& meshes = *scene.manager<MeshManager>();
     for(SparseArray::IndexType i = 0; i != meshes.activeCount(); ++i)
         EXPECT_EQ(meshes.transforms()[i], saved.meshes.transforms()[i]) << i;
+}
+
+TEST(Scene, TranslationsComeFromTheFilesRecords) {
+    FullScene saved;
+    std::vector<char> file;
+    appendHeaderData(file);
+    const StringArray strings{"Hello, world", "Hallo, Welt"};
+    const std::vector<char> language = createLanguageData("Deutsch", "de", 1, strings.view());
+    const std::pair<std::string_view, std::string_view> pairs[]{{"a", ""}, {"", ""}};
+    const std::string_view extras[]{"", "x"};
+    const std::string_view terms[]{"Hello, world"};
+    const LocaleLinkHeader links[]{{0, TranslationLink::Text, 0}};
+    const std::vector<char> locale = createLocaleData(pairs, extras, terms, links);
+    const std::vector<char> scene = createSceneData(saved.graph);
+    for(const auto& [magic, record]: {std::pair{Magic::Language, &language}, std::pair{Magic::Locale, &locale}, std::pair{Magic::Scene, &scene}}) {
+        const std::span<const char> pieces[]{*record};
+        AssetChunk::create(magic, pieces, file);
+    }
+    updateHeaderData(file);
+    std::ostringstream quiet;
+    Debug silence{&quiet};
+    Utils::Result<std::unique_ptr<Scene>> loaded = Scene::load(std::move(file));
+    ASSERT_TRUE(loaded) << loaded.error();
+    TranslationManager& translations = (*loaded)->translations();
+    EXPECT_EQ(translations.languageCode(), "de");
+    ASSERT_EQ(translations.links().size(), 1);
+    translations.applyTranslations(*(*loaded)->manager<TextManager>(), *(*loaded)->manager<JavaScriptManager>());
+    EXPECT_EQ((*loaded)->manager<TextManager>()->text(Id{0}), "Hallo, Welt");
 }
 
 TEST(Scene, RecordLayout) {
