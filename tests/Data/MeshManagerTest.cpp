@@ -286,8 +286,8 @@ TEST(MeshManagerTest, doUpdateCopiesWorldTransformsWithTheSkinRule) {
     graph.setDirty(0);
     graph.computeAbsoluteTransformations();
 
-    struct Spec { std::uint16_t group, subgroup, skin, material; Id owner; bool active; };
-    const Spec specs[]{
+    struct Setup { std::uint16_t group, subgroup, skin, material; Id owner; bool active; };
+    const Setup setups[]{
         {1, 1, 0, 11, child, true},     /* subgroup 1 without a skin: copied */
         {0, 0, 3, 12, child, true},     /* skinned in subgroup 0: still copied */
         {0, 1, 5, 13, parent, true},    /* skinned in subgroup 1: identity */
@@ -295,7 +295,7 @@ TEST(MeshManagerTest, doUpdateCopiesWorldTransformsWithTheSkinRule) {
         {0, 0, 0, 15, parent, false},   /* inactive: untouched */
     };
     std::vector<Id> ids;
-    for(const Spec& s: specs) {
+    for(const Setup& s: setups) {
         const Id id = meshes.addComponent(s.owner);
         meshes.skins()[meshes.indexOf(id)] = s.skin;
         meshes.materials()[meshes.indexOf(id)] = s.material;
@@ -308,7 +308,7 @@ TEST(MeshManagerTest, doUpdateCopiesWorldTransformsWithTheSkinRule) {
     for(std::size_t k = 0; k != ids.size(); ++k) {
         SCOPED_TRACE(k);
         const IndexType i = meshes.indexOf(ids[k]);
-        const Spec& s = specs[k];
+        const Setup& s = setups[k];
         const IndexType o = graph.indexOf(s.owner);
         const ScalingPadded& scaling = meshes.scalings()[i];
         if(!s.active) {
@@ -337,7 +337,7 @@ TEST(MeshManagerTest, doUpdateCopiesWorldTransformsWithTheSkinRule) {
     for(const Id id: ids) meshes.materials()[meshes.indexOf(id)] = 42;
     meshes.update(0.016);
     for(std::size_t k = 0; k != ids.size(); ++k)
-        EXPECT_EQ(meshes.scalings()[meshes.indexOf(ids[k])].value, specs[k].active ? 42.0f : 0.0f);
+        EXPECT_EQ(meshes.scalings()[meshes.indexOf(ids[k])].value, setups[k].active ? 42.0f : 0.0f);
 }
 
 TEST(MeshManagerTest, appendRepacksSlices) {
