@@ -108,7 +108,11 @@ Decomposed decompose(const aiMatrix4x4& m) {
     aiVector3D scaling, position;
     aiQuaternion rotation;
     m.Decompose(scaling, rotation, position);
-    Decomposed out{DualQuaternion::from(Quaternion{{rotation.x, rotation.y, rotation.z}, rotation.w}.normalized(), vec(position)), vec(scaling), true};
+    Quaternion q{{rotation.x, rotation.y, rotation.z}, rotation.w};
+    /* A singular matrix (a zero scaling) has no rotation to find */
+    if(!(std::isfinite(q.scalar()) && std::isfinite(q.vector().x()) && std::isfinite(q.vector().y()) && std::isfinite(q.vector().z())) || q.dot() == 0.0f)
+        q = Quaternion{};
+    Decomposed out{DualQuaternion::from(q.normalized(), vec(position)), vec(scaling), true};
     /* Rebuild and compare: anything the decomposition can't express shows as a difference */
     const aiMatrix4x4 rebuilt{scaling, rotation, position};
     float largest = 1.0f, error = 0.0f;
@@ -633,7 +637,12 @@ void SceneConverter::addCamera(const aiCamera& camera) {
         return;
     }
     const Vector3 position = vec(camera.mPosition);
-    const Vector3 look = vec(camera.mLookAt).normalized(), up = vec(camera.mUp).normalized();
+    Vector3 look = vec(camera.mLookAt), up = vec(camera.mUp);
+    /* Degenerate directions fall back to the engine's own */
+    if(!(look.dot() > 0.0f)) look = Vector3{0.0f, 0.0f, -1.0f};
+    look = look.normalized();
+    if(!(Math::cross(up, look).dot() > 1e-12f)) up = std::abs(look.y()) < 0.9f ? Vector3{0.0f, 1.0f, 0.0f} : Vector3{0.0f, 0.0f, 1.0f};
+    up = up.normalized();
     if(position.dot() > 1e-12f || (look - Vector3{0.0f, 0.0f, -1.0f}).dot() > 1e-8f || (up - Vector3{0.0f, 1.0f, 0.0f}).dot() > 1e-8f) {
         /* A child carrying the camera's own frame: -Z along the look direction, +Y up */
         const Vector3 z = -look;
