@@ -84,11 +84,11 @@ void NameManager::saveExternalState(std::vector<char>& out) const {
 }
 
 std::string NameManager::loadExternalState(const std::span<const char> data) {
-    Implementation::StateReader reader{data};
     std::vector<std::string> names;
-    for(IndexType i = 0; i != size() && !reader.failed; ++i) names.push_back(reader.getString());
-    if(!reader.finished()) return "names do not fill the external state exactly";
-    for(IndexType i = 0; i != size(); ++i) _names[idOf(i)] = std::move(names[i]);
+    if(!Implementation::readStrings(data, size(), names)) return "names do not fill the external state exactly";
+    for(IndexType i = 0; i != size(); ++i) {
+        _names[idOf(i)] = std::move(names[i]);
+    }
     return {};
 }
 

@@ -164,10 +164,8 @@ void TextManager::saveExternalState(std::vector<char>& out) const {
 }
 
 std::string TextManager::loadExternalState(const std::span<const char> data) {
-    Implementation::StateReader reader{data};
     std::vector<std::string> texts;
-    for(IndexType i = 0; i != size() && !reader.failed; ++i) texts.push_back(reader.getString());
-    if(!reader.finished()) return "texts do not fill the external state exactly";
+    if(!Implementation::readStrings(data, size(), texts)) return "texts do not fill the external state exactly";
     for(IndexType i = 0; i != size(); ++i) {
         _texts[idOf(i)] = std::move(texts[i]);
         _layout.get<Changed>().view().set(i);

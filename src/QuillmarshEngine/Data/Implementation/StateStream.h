@@ -63,6 +63,15 @@ struct StateReader {
     bool finished() const { return !failed && position == data.size(); }
 };
 
+/* Reads `count` strings that fill `data` exactly, as the managers that keep one string per
+   component store them; false when they don't */
+inline bool readStrings(const std::span<const char> data, const std::size_t count, std::vector<std::string>& out) {
+    StateReader reader{data};
+    out.clear();
+    for(std::size_t i = 0; i != count && !reader.failed; ++i) out.push_back(reader.getString());
+    return reader.finished();
+}
+
 }}}
 
 #endif
