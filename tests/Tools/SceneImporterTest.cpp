@@ -15,6 +15,7 @@
 
 #include "QuillmarshEngine/Data/AnimationData.h"
 #include "QuillmarshEngine/Data/AnimationManager.h"
+#include "QuillmarshEngine/Data/LightManager.h"
 #include "QuillmarshEngine/Data/MeshData.h"
 #include "QuillmarshEngine/Data/MeshManager.h"
 #include "QuillmarshEngine/Data/NameManager.h"
@@ -324,6 +325,57 @@ TEST(SceneImporter, SkinsAnimationsAndCameras) {
             }
         }
         EXPECT_EQ(types, (std::set<std::uint8_t>{0, 1}));
+    }
+}
+
+TEST(SceneImporter, LightsShineWhereTheModelSays) {
+    REQUIRE_MODELS();
+    const fs::path path = Models/"Collada/lights.dae";
+    Assimp::Importer importer;
+    const aiScene* const model = importer.ReadFile(path.string(), aiProcess_Triangulate|aiProcess_SortByPType|aiProcess_JoinIdenticalVertices|aiProcess_ValidateDataStructure);
+    ASSERT_TRUE(model);
+    Imported imported = importAndLoad(path, {});
+    ASSERT_TRUE(imported.scene);
+    Data::SceneGraph& graph = imported.scene->sceneGraph();
+    Data::LightManager& lights = *imported.scene->manager<Data::LightManager>();
+    const Data::NameManager& names = *imported.scene->manager<Data::NameManager>();
+    graph.computeAbsoluteTransformations();
+    lights.update(0.0);
+
+    std::size_t representable = 0;
+    for(unsigned l = 0; l != model->mNumLights; ++l) {
+        const aiLight& light = *model->mLights[l];
+        if(light.mType == aiLightSource_DIRECTIONAL || light.mType == aiLightSource_POINT || light.mType == aiLightSource_SPOT) ++representable;
+        else EXPECT_NE(imported.warnings.find("[SceneLoader] light " + std::string{light.mName.C_Str()} + ": ambient, area and undefined lights are not supported"), std::string::npos);
+    }
+    ASSERT_EQ(lights.size(), representable);
+    ASSERT_GT(representable, 0u);
+    for(Data::SparseArray::IndexType i = 0; i != lights.size(); ++i) {
+        std::string name{names.objectName(lights.owner(i))};
+        if(name.ends_with(".light")) name.resize(name.size() - 6);
+        SCOPED_TRACE(name);
+        const aiLight* light = nullptr;
+        for(unsigned l = 0; l != model->mNumLights; ++l) if(name == model->mLights[l]->mName.C_Str()) light = model->mLights[l];
+        ASSERT_TRUE(light);
+        /* The node's global matrix, composed up the hierarchy */
+        aiMatrix4x4 global;
+        for(const aiNode* node = model->mRootNode->FindNode(light->mName); node; node = node->mParent) global = node->mTransformation*global;
+        const aiVector3D position = global*light->mPosition;
+        const Vector4& p = lights.positions()[i];
+        EXPECT_NEAR(p.x(), position.x, 1e-3f*(1.0f + std::abs(position.x)));
+        EXPECT_NEAR(p.y(), position.y, 1e-3f*(1.0f + std::abs(position.y)));
+        EXPECT_NEAR(p.z(), position.z, 1e-3f*(1.0f + std::abs(position.z)));
+        if(light->mType == aiLightSource_POINT) continue;
+        aiVector3D direction = aiMatrix3x3{global}*light->mDirection;
+        direction.Normalize();
+        const Vector4& d = lights.directions()[i];
+        EXPECT_NEAR(d.x(), direction.x, 1e-4f);
+        EXPECT_NEAR(d.y(), direction.y, 1e-4f);
+        EXPECT_NEAR(d.z(), direction.z, 1e-4f);
+        if(light->mType == aiLightSource_SPOT) {
+            EXPECT_EQ(lights.lightType(i), Data::LightType::Spot);
+            EXPECT_NEAR(lights.parameters()[i].x(), 2.0f*light->mAngleOuterCone*180.0f/3.1415927f, 1e-3f);
+        }
     }
 }
 
