@@ -379,6 +379,44 @@ TEST(SceneImporter, LightsShineWhereTheModelSays) {
     }
 }
 
+TEST(SceneImporter, CamerasLookWhereTheModelSays) {
+    REQUIRE_MODELS();
+    const fs::path path = Models/"BLEND/TorusLightsCams_250_compressed.blend";
+    Assimp::Importer importer;
+    const aiScene* const model = importer.ReadFile(path.string(), aiProcess_Triangulate|aiProcess_SortByPType|aiProcess_JoinIdenticalVertices|aiProcess_ValidateDataStructure);
+    ASSERT_TRUE(model);
+    Imported imported = importAndLoad(path, {});
+    ASSERT_TRUE(imported.scene);
+    Data::SceneGraph& graph = imported.scene->sceneGraph();
+    const Data::ViewManager& views = *imported.scene->manager<Data::ViewManager>();
+    const Data::NameManager& names = *imported.scene->manager<Data::NameManager>();
+    graph.computeAbsoluteTransformations();
+    ASSERT_EQ(views.size(), model->mNumCameras);
+    ASSERT_GT(views.size(), 0);
+    for(Data::SparseArray::IndexType i = 0; i != views.size(); ++i) {
+        std::string name{names.objectName(views.owner(i))};
+        if(name.ends_with(".camera")) name.resize(name.size() - 7);
+        SCOPED_TRACE(name);
+        const aiCamera* camera = nullptr;
+        for(unsigned c = 0; c != model->mNumCameras; ++c) if(name == model->mCameras[c]->mName.C_Str()) camera = model->mCameras[c];
+        ASSERT_TRUE(camera);
+        aiMatrix4x4 global;
+        for(const aiNode* node = model->mRootNode->FindNode(camera->mName); node; node = node->mParent) global = node->mTransformation*global;
+        /* The view looks down its object's -Z with +Y up */
+        aiVector3D look = aiMatrix3x3{global}*camera->mLookAt, up = aiMatrix3x3{global}*camera->mUp;
+        look.Normalize();
+        const Quaternion rotation = graph.worldTransformations()[graph.indexOf(views.owner(i))].rotation();
+        const Vector3 forward = rotation.transformVector({0.0f, 0.0f, -1.0f});
+        EXPECT_NEAR(forward.x(), look.x, 1e-4f);
+        EXPECT_NEAR(forward.y(), look.y, 1e-4f);
+        EXPECT_NEAR(forward.z(), look.z, 1e-4f);
+        /* Up lies in the plane of the model's up and the look direction */
+        const Vector3 upward = rotation.transformVector({0.0f, 1.0f, 0.0f});
+        EXPECT_GT(Math::dot(upward, Vector3{up.x, up.y, up.z}), 0.0f);
+        EXPECT_NEAR(views.projectionParams()[i].z(), 2.0f*camera->mHorizontalFOV*180.0f/3.1415927f, 1e-3f);
+    }
+}
+
 TEST(SceneImporter, ReportsWhatItCannotRepresent) {
     REQUIRE_MODELS();
     /* Lines and points are named and left out */
