@@ -10,9 +10,13 @@
 #include <QuillmarshEngine/Data/AssetData.h>
 #include <QuillmarshEngine/Data/AssetValidation.h>
 #include <QuillmarshEngine/Data/ImageData.h>
+#include <QuillmarshEngine/Data/LanguageData.h>
+#include <QuillmarshEngine/Data/LocaleData.h>
 #include <QuillmarshEngine/Data/MeshData.h>
 #include <QuillmarshEngine/Data/MeshManager.h>
 #include <QuillmarshEngine/Data/NameManager.h>
+#include <QuillmarshEngine/Data/PipelineData.h>
+#include <QuillmarshEngine/Data/ShaderData.h>
 #include <QuillmarshEngine/Data/Scene.h>
 #include <QuillmarshEngine/Tools/SceneImporter.h>
 #include <QuillmarshEngine/Trade/VertexFormat.h>
@@ -198,9 +202,44 @@ void dumpRecord(Data::Magic magic, std::span<const char> payload) {
         case Data::Magic::External:
             std::printf("  file %s\n", payload.data());
             return;
-        default:
-            hexLines(payload, 256);
+        case Data::Magic::Language: {
+            const Utils::Result<Data::LanguageData> language = Data::readLanguageData(payload);
+            if(!language) break;
+            std::printf("  %s (%s), %u terms\n", std::string{language->name()}.c_str(), std::string{language->code()}.c_str(), language->pairCount());
+            for(std::uint32_t i = 0; i != language->pairCount(); ++i)
+                std::printf("  \"%s\" -> \"%s\"\n", std::string{language->term(i)}.c_str(), std::string{language->translation(i)}.c_str());
+            return;
+        }
+        case Data::Magic::Locale: {
+            const Utils::Result<Data::LocaleData> locale = Data::readLocaleData(payload);
+            if(!locale) break;
+            std::printf("  %u pairs, %u links\n", locale->pairCount(), locale->linkCount());
+            for(std::uint32_t i = 0; i != locale->pairCount(); ++i)
+                std::printf("  pair \"%s\" \"%s\" \"%s\"\n", std::string{locale->pairFirst(i)}.c_str(), std::string{locale->pairSecond(i)}.c_str(), std::string{locale->pairExtra(i)}.c_str());
+            for(std::uint32_t i = 0; i != locale->linkCount(); ++i) {
+                const Data::LocaleLinkHeader link = locale->link(i);
+                std::printf("  link: component %u, type %u, parameter %u, term \"%s\"\n", link.component, link.type, link.parameter, std::string{locale->linkTerm(i)}.c_str());
+            }
+            return;
+        }
+        case Data::Magic::Shader: {
+            const Data::ShaderData shader{payload};
+            std::printf("  %s %s, %s, %u source bytes\n", text(shader.stage()).c_str(), text(shader.type()).c_str(), std::string{shader.name()}.c_str(), shader.sourceSize());
+            if(shader.hasSecond()) std::printf("  second: %s, %u source bytes\n", std::string{shader.secondName()}.c_str(), shader.secondSourceSize());
+            return;
+        }
+        case Data::Magic::Draw: {
+            const Data::Draw draw = read<Data::Draw>(payload, 0);
+            std::printf("  mesh %u, material %u, pipeline %u, object Id(%u), skin %u, flags 0x%x, %u instances, layer %u\n", draw.mesh, draw.material,
+                draw.pipeline, draw.object, draw.skin, draw.flags, draw.instanceCount, draw.layer);
+            std::printf("  bounding sphere (%g, %g, %g) radius %g, scaling (%g, %g, %g)\n", double(draw.boundingSphere[0]), double(draw.boundingSphere[1]),
+                double(draw.boundingSphere[2]), double(draw.boundingSphere[3]), double(draw.scaling[0]), double(draw.scaling[1]), double(draw.scaling[2]));
+            return;
+        }
+        default: break;
     }
+    /* Records without a text form of their own */
+    hexLines(payload, 256);
 }
 
 }
