@@ -398,7 +398,9 @@ void SceneConverter::writeMesh(const std::uint32_t index) {
     std::vector<char> compressedVertices, compressedIndices;
     if(_flags & SceneImportFlag::Compress) {
         compressedVertices = compressMeshVertexData(packed);
-        compressedIndices = compressMeshIndexData(packed);
+        /* Triangle lists: the triangle codec, which may start a triangle at another of its
+           vertices, takes about half the bytes */
+        compressedIndices = compressMeshIndexData(packed, packed.indexCount() % 3 ? MeshIndexCompression::Sequence : MeshIndexCompression::Triangles);
     }
     const std::size_t before = _out.size();
     createMeshChunk(packed, compressedVertices, compressedIndices, sphere, _out);
