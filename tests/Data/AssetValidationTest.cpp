@@ -10,6 +10,8 @@
 #include "QuillmarshEngine/Data/AnimationData.h"
 #include "QuillmarshEngine/Data/AssetRecords.h"
 #include "QuillmarshEngine/Data/AssetValidation.h"
+#include "QuillmarshEngine/Data/MeshManager.h"
+#include "QuillmarshEngine/Data/Scene.h"
 #include "QuillmarshEngine/Data/MeshData.h"
 #include "QuillmarshEngine/Math/DualQuaternion.h"
 #include "QuillmarshEngine/Tools/MeshFormat.h"
@@ -71,7 +73,12 @@ std::vector<char> sampleFile() {
     const Id joints[1]{};
     append(out, Magic::Skin, createSkinData(transforms, scalings, joints));
     createExternalBinChunk("data.bin", out);
-    append(out, Magic::Scene, std::vector<char>(5, 's'));
+    /* A scene record is checked by loading it: a graph with a mesh component */
+    SceneGraph graph{4, 1, 4};
+    MeshManager meshes{2, 1};
+    graph.setComponentManager(0, "mesh", &meshes);
+    meshes.addComponent(graph.addObject(Id{0}));
+    append(out, Magic::Scene, createSceneData(graph));
     updateHeaderData(out);
     return out;
 }

@@ -32,7 +32,7 @@ void append(std::vector<char>& out, Magic magic, std::string_view payload) {
 std::vector<char> sampleFile() {
     std::vector<char> out;
     Data::appendHeaderData(out);
-    append(out, Magic::Scene, "scene");
+    append(out, Magic::Rendering, "rendr");
     append(out, Magic::Font, std::string(301, 'f'));
     Data::createExternalBinChunk("data.bin", out);
     Data::updateHeaderData(out);
@@ -136,7 +136,7 @@ TEST(AssetSignatureTest, verifyInvalid) {
 
     /* A chunk appended after signing */
     std::vector<char> appended = signedFile;
-    append(appended, Magic::Scene, "more");
+    append(appended, Magic::Rendering, "more");
     EXPECT_EQ(verify(appended), "the signature chunk at offset " + std::to_string(file.size()) + " is not the last chunk");
     EXPECT_EQ(Data::validateAssetData(appended).error(), "offset " + std::to_string(file.size()) + ": a signature chunk before the last chunk");
 }

@@ -539,6 +539,51 @@ TEST(MeshFormatTest, compressedChunkRoundTrip) {
     EXPECT_FALSE(decompressMesh(Data::AssetChunkView{broken}.as<Data::MeshData>()));
 }
 
+TEST(MeshFormatTest, triangleCodec) {
+    EXPECT_EQ(print(MeshIndexCompression::Triangles), "MeshIndexCompression::Triangles\n");
+    EXPECT_EQ(print(MeshIndexCompression(7)), "MeshIndexCompression(0x7)\n");
+
+    /* A 40 x 40 grid of quads in row order, as a vertex-cache-optimized mesh roughly is */
+    constexpr std::uint32_t Side = 41;
+    std::vector<std::uint32_t> grid;
+    for(std::uint32_t y = 0; y + 1 != Side; ++y) for(std::uint32_t x = 0; x + 1 != Side; ++x) {
+        const std::uint32_t a = y*Side + x, b = a + 1, c = a + Side, d = c + 1;
+        grid.insert(grid.end(), {a, b, c, c, b, d});
+    }
+    const Trade::MeshData mesh = MeshBuilder::make(Side*Side, {{MeshAttribute::Position, VertexFormat::Vector3, 0}}, grid);
+    const std::vector<char> sequence = compressMeshIndexData(mesh);
+    const std::vector<char> triangles = compressMeshIndexData(mesh, MeshIndexCompression::Triangles);
+    EXPECT_LT(triangles.size()*3, sequence.size()*2) << triangles.size() << " vs " << sequence.size();
+
+    /* Read back by the first byte alone: the same triangles with the same winding, each maybe
+       starting at another corner */
+    std::vector<char> out;
+    createMeshChunk(mesh, {}, triangles, {}, out);
+    const Utils::Result<Trade::MeshData> back = decompressMesh(Data::AssetChunkView{out}.as<Data::MeshData>());
+    ASSERT_TRUE(back) << back.error();
+    const std::vector<std::uint32_t> decoded = back->indicesAsArray();
+    ASSERT_EQ(decoded.size(), grid.size());
+    for(std::size_t i = 0; i != grid.size(); i += 3) {
+        bool same = false;
+        for(std::size_t r = 0; r != 3; ++r)
+            same = same || (decoded[i] == grid[i + r] && decoded[i + 1] == grid[i + (r + 1) % 3] && decoded[i + 2] == grid[i + (r + 2) % 3]);
+        EXPECT_TRUE(same) << "triangle " << i/3;
+    }
+    /* The sequence codec gives back every index where it was */
+    out.clear();
+    createMeshChunk(mesh, {}, sequence, {}, out);
+    EXPECT_EQ(decompressMesh(Data::AssetChunkView{out}.as<Data::MeshData>())->indicesAsArray(), grid);
+
+    /* Triangle-coded bytes in a record whose index count is not a multiple of three */
+    const Trade::MeshData strip = MeshBuilder::make(4, {{MeshAttribute::Position, VertexFormat::Vector3, 0}}, {0, 1, 2, 3});
+    const Trade::MeshData triangle = MeshBuilder::make(4, {{MeshAttribute::Position, VertexFormat::Vector3, 0}}, {0, 1, 2});
+    out.clear();
+    createMeshChunk(strip, {}, compressMeshIndexData(triangle, MeshIndexCompression::Triangles), {}, out);
+    const Utils::Result<Trade::MeshData> mismatched = decompressMesh(Data::AssetChunkView{out}.as<Data::MeshData>());
+    ASSERT_FALSE(mismatched);
+    EXPECT_EQ(mismatched.error(), "triangle-coded index data for 4 indices, not a multiple of three");
+}
+
 TEST(MeshFormatDeathTest, layoutInvalid) {
     EXPECT_DEATH(getLayout(~MeshDataFlags{MeshDataFlag::ObjectIds}, {}, 1),
         "^Assertion !\\(layoutFlags >= MeshDataFlag::Slug && layoutFlags >= ~\\(MeshDataFlag::Slug \\| MeshDataFlag::ObjectIds\\)\\) failed at Tools/MeshFormat:34\n$");
@@ -555,6 +600,12 @@ TEST(MeshFormatDeathTest, meshChunkTooLarge) {
     std::vector<char> out;
     EXPECT_DEATH(Data::createMeshDataChunk(Data::MeshDataChunkHeader{}, {}, huge, huge, out),
         "^Assertion offset \\+ Utils::fourByteAlign\\(size\\) == header.totalSize failed at Data/AssetData:374\n$");
+}
+
+TEST(MeshFormatDeathTest, triangleCodecNeedsTriangles) {
+    const Trade::MeshData strip = MeshBuilder::make(4, {{MeshAttribute::Position, VertexFormat::Vector3, 0}}, {0, 1, 2, 3});
+    EXPECT_DEATH(compressMeshIndexData(strip, MeshIndexCompression::Triangles),
+        "^Tools::compressMeshIndexData\\(\\): the triangle codec expects a multiple of three indices, got 4\n$");
 }
 
 TEST(MeshFormatDeathTest, compressedMeshView) {

@@ -325,4 +325,59 @@ TEST(AssetToolTest, hugeSparseFileInBoundedMemory) {
     ::unlink(path.c_str());
 }
 
+TEST(AssetToolTest, packDumpAndInfoOfAScene) {
+    const std::string model = "/usr/share/assimp/models/glTF2/BoxTextured-glTF/BoxTextured.gltf";
+    if(!std::filesystem::exists(model)) GTEST_SKIP() << "the assimp-testmodels package is not installed (" << model << " is missing)";
+    const std::string packed = file("box.qme");
+    const Outcome pack = run({"pack", model, "-o", packed, "--quantize", "--compress"});
+    ASSERT_EQ(pack.status, 0) << pack.err;
+    /* Not a terminal: plain progress lines, then the table */
+    EXPECT_EQ(pack.out.rfind("packed 1 of 3\n", 0), 0u) << pack.out;
+    EXPECT_NE(pack.out.find("\nmeshes                          1\n"), std::string::npos) << pack.out;
+    EXPECT_NE(pack.out.find("\nvertices                       24\n"), std::string::npos) << pack.out;
+    EXPECT_NE(pack.out.find(packed + ": written\n"), std::string::npos);
+
+    const Outcome verify = run({"verify", packed});
+    EXPECT_EQ(verify.status, 0) << verify.err;
+    const Outcome info = run({"info", packed});
+    EXPECT_EQ(info.status, 0);
+    EXPECT_NE(info.out.find("  scenegraph      3 objects"), std::string::npos) << info.out;
+    EXPECT_NE(info.out.find("  mesh            1 components in slot 0"), std::string::npos) << info.out;
+
+    const Outcome dump = run({"dump", packed});
+    EXPECT_EQ(dump.status, 0) << dump.err;
+    EXPECT_NE(dump.out.find("chunk 1 at offset 24: Magic::Mesh"), std::string::npos) << dump.out;
+    EXPECT_NE(dump.out.find("  24 vertices, 36 indices of MeshIndexType::UnsignedInt"), std::string::npos) << dump.out;
+    EXPECT_NE(dump.out.find("        mesh Id(0): mesh 0, material 0, skin 0\n"), std::string::npos) << dump.out;
+    const Outcome one = run({"dump", packed, "--chunk", "0"});
+    EXPECT_EQ(one.status, 0);
+    EXPECT_EQ(one.out.rfind("chunk 0 at offset 0: Magic::Header, 16 bytes\n  format words 0x00030001 3, largest chunk", 0), 0u) << one.out;
+    EXPECT_EQ(one.out.find("chunk 1"), std::string::npos);
+
+    const Outcome past = run({"dump", packed, "--chunk", "99"});
+    EXPECT_EQ(past.status, 1);
+    EXPECT_EQ(past.err, "quillmarsh-asset: " + packed + " has 14 chunks, there is no chunk 99\n");
+    const Outcome notNumber = run({"dump", packed, "--chunk", "x"});
+    EXPECT_EQ(notNumber.status, 2);
+    const Outcome noOutput = run({"pack", model});
+    EXPECT_EQ(noOutput.status, 2);
+    EXPECT_EQ(noOutput.err, "quillmarsh-asset: pack expects -o OUT\n" + Try);
+}
+
+TEST(AssetToolTest, packRefusesCorruptModels) {
+    const std::string corrupt = file("corrupt.gltf");
+    write(corrupt, {'{', '"', 'a', 's'});
+    const Outcome pack = run({"pack", corrupt, "-o", file("out.qme")});
+    EXPECT_EQ(pack.status, 1);
+    EXPECT_EQ(pack.err.rfind("quillmarsh-asset: " + corrupt + ": ", 0), 0u) << pack.err;
+    EXPECT_FALSE(std::filesystem::exists(file("out.qme")));
+    /* A broken data file is not dumped */
+    std::vector<char> broken = validFile();
+    broken[8] = 7;
+    write(file("broken.qme"), broken);
+    const Outcome dump = run({"dump", file("broken.qme")});
+    EXPECT_EQ(dump.status, 1);
+    EXPECT_EQ(dump.out, "");
+}
+
 }}

@@ -4,7 +4,8 @@
    the usage text is made from it. Exit codes: 0 done, 1 a file that can't be read or is not
    valid, 2 a wrong command line. Files are opened through InputFile, which refuses what is not a
    regular file with a message, and are never read into memory whole. keygen, sign and
-   verify --key are the signing commands of SigningCommands.h, which parse their own arguments. */
+   verify --key are the signing commands of SigningCommands.h, which parse their own arguments;
+   pack and dump live in PackCommands.cpp. */
 
 #include <algorithm>
 #include <cstdio>
@@ -22,6 +23,7 @@
 
 #include "InputFile.h"
 
+#include "PackCommands.h"
 #include "SigningCommands.h"
 
 using namespace QuillmarshEngine;
@@ -40,10 +42,17 @@ struct Arguments {
     std::string_view command;
     std::vector<std::string> operands;
     std::vector<std::string> options;
+    /* Options that take the next word as their value, in command-line order */
+    std::vector<std::pair<std::string, std::string>> values;
 
     bool has(std::string_view option) const {
         for(const std::string& o: options) if(o == option) return true;
         return false;
+    }
+
+    const std::string* value(std::string_view option) const {
+        for(const auto& v: values) if(v.first == option) return &v.second;
+        return nullptr;
     }
 };
 
@@ -53,25 +62,36 @@ struct Command {
     const char* summary;
     const char* const* options; /* the options it takes, null-terminated */
     int(*run)(const Arguments&);
+    const char* const* valueOptions = nullptr; /* options followed by a value, null-terminated */
 };
 
 int info(const Arguments& arguments);
 int verify(const Arguments& arguments);
+int pack(const Arguments& arguments);
+int dump(const Arguments& arguments);
 
 constexpr const char* InfoOptions[]{"--all", nullptr};
 constexpr const char* NoOptions[]{nullptr};
+constexpr const char* PackOptions[]{"--quantize", "--compress", nullptr};
+constexpr const char* PackValueOptions[]{"-o", nullptr};
+constexpr const char* DumpValueOptions[]{"--chunk", nullptr};
 
 constexpr Command Commands[]{
     {"info", "[--all] FILE", "header fields and the chunks: offset, tag, stored and padded size\n"
         "                         (the first 20 chunks; --all lists every one)", InfoOptions, info},
     {"verify", "FILE", "runs the validating reader and decodes compressed meshes; exits 1\n"
         "                         with the reason on a bad file", NoOptions, verify},
+    {"pack", "IN -o OUT [--quantize] [--compress]", "imports a model (glTF, GLB, OBJ, FBX and what assimp\n"
+        "                         reads) into one data file; --quantize packs attributes smaller,\n"
+        "                         --compress compresses vertices, indices and animations", PackOptions, pack, PackValueOptions},
+    {"dump", "FILE [--chunk N]", "prints every record (or chunk N, counted from 0) as text", NoOptions, dump, DumpValueOptions},
 };
 
 void printUsage(std::FILE* out) {
     std::fprintf(out, "Usage: %s COMMAND [OPTIONS] FILE\n       %s --help\n\nCommands:\n", Program, Program);
     for(const Command& command: Commands)
-        std::fprintf(out, "  %-6s %-15s %s\n", command.name, command.synopsis, command.summary);
+        std::fprintf(out, "  %-6s %-15s %s\n", command.name, command.synopsis, std::strlen(command.synopsis) > 15 ?
+            (std::string{"\n                         "} + command.summary).c_str() : command.summary);
     std::fprintf(out, "\nSigning:\n%s", QuillmarshAsset::SigningUsage);
     std::fprintf(out, "\nExit status: 0 done, 1 a file that can't be read or is not valid, 2 a wrong command line.\n");
 }
@@ -123,6 +143,7 @@ int info(const Arguments& arguments) {
     const bool all = arguments.has("--all");
     std::printf("%12s  %-24s %10s %10s\n", "offset", "magic", "size", "padded");
     std::uint64_t position = 0, count = 0, largest = 0;
+    std::vector<std::uint64_t> sceneOffsets;
     for(;;) {
         if(size - position < Data::AssetChunkHeaderSize) {
             if(size != position) std::printf("%llu stray bytes after the last chunk\n", (unsigned long long)(size - position));
@@ -138,6 +159,7 @@ int info(const Arguments& arguments) {
             std::printf("offset %llu: not a chunk tag, %s; the rest is not walked\n", (unsigned long long)position, magicText(magic).c_str());
             break;
         }
+        if(magic == Data::Magic::Scene && padded <= size - position) sceneOffsets.push_back(position);
         if(all || count < InfoRows)
             std::printf("%12llu  %-24s %10u %10llu\n", (unsigned long long)position, magicText(magic).c_str(), stored, (unsigned long long)padded);
         ++count;
@@ -151,6 +173,14 @@ int info(const Arguments& arguments) {
     if(!all && count > InfoRows)
         std::printf("... %llu more chunks, --all lists every one\n", (unsigned long long)(count - InfoRows));
     std::printf("%llu chunks, the largest takes %llu bytes\n", (unsigned long long)count, (unsigned long long)largest);
+    if(!sceneOffsets.empty()) {
+        const std::span<const char> data = file->map(error);
+        if(data.empty()) return fileError(error);
+        for(const std::uint64_t offset: sceneOffsets) {
+            std::printf("scene record at offset %llu:\n", (unsigned long long)offset);
+            AssetTool::printSceneSummary(data.subspan(std::size_t(offset) + 8, readU32(data.data() + offset + 4)));
+        }
+    }
     return 0;
 }
 
@@ -163,6 +193,8 @@ int verify(const Arguments& arguments) {
     const std::span<const char> data = file->map(error);
     if(data.empty()) return fileError(error);
 
+    /* Loading a scene record prints informational lines; only the verdict belongs here */
+    Debug silence{nullptr};
     const Utils::Result<std::vector<Data::AssetChunkEntry>> chunks = Data::validateAssetData(data);
     if(!chunks) return fileError(file->path() + ": " + chunks.error());
     /* Compressed indices are only seen when decoded */
@@ -175,6 +207,23 @@ int verify(const Arguments& arguments) {
     }
     std::printf("%s: valid, %zu chunks\n", file->path().c_str(), chunks->size());
     return 0;
+}
+
+int pack(const Arguments& arguments) {
+    const std::string* const output = arguments.value("-o");
+    if(!output) return usageError("pack expects -o OUT");
+    return AssetTool::packCommand(arguments.operands[0], *output, arguments.has("--quantize"), arguments.has("--compress"));
+}
+
+int dump(const Arguments& arguments) {
+    const std::string* const chunk = arguments.value("--chunk");
+    long long index = -1;
+    if(chunk) {
+        char* end = nullptr;
+        index = std::strtoll(chunk->c_str(), &end, 10);
+        if(chunk->empty() || *end || index < 0) return usageError("--chunk expects a chunk number, got '" + *chunk + "'");
+    }
+    return AssetTool::dumpCommand(arguments.operands[0], index);
 }
 
 /* Splits the command line and checks it against the command's table entry */
@@ -209,6 +258,14 @@ int run(const int argc, char** const argv) {
         if(!operandsOnly && word == "--") {
             operandsOnly = true;
         } else if(!operandsOnly && word.starts_with("-") && word.size() > 1) {
+            bool takesValue = false;
+            if(command->valueOptions)
+                for(const char* const* option = command->valueOptions; *option; ++option) if(word == *option) takesValue = true;
+            if(takesValue) {
+                if(i + 1 >= argc) return usageError("option '" + std::string{word} + "' expects a value");
+                arguments.values.emplace_back(word, argv[++i]);
+                continue;
+            }
             bool known = false;
             for(const char* const* option = command->options; *option; ++option) if(word == *option) known = true;
             if(!known) return usageError("unknown option '" + std::string{word} + "' for " + command->name);

@@ -25,13 +25,14 @@
 #include "DemoFrameCapture.h"
 #include "InputTranslationDemo.h"
 #include "CollisionDemo.h"
+#include "SceneDemo.h"
 
 using namespace QuillmarshEngine;
 
 namespace {
 
 constexpr const char* Usage =
-    "Usage: quillmarsh-demo [--objects N] [--frames N] [--seed N] [--capture-frame N] [--help]\n"
+    "Usage: quillmarsh-demo [--objects N] [--frames N] [--seed N] [--capture-frame N] [--scene FILE] [--help]\n"
     "\n"
     "Builds a scene of N objects (default 4000, at most 65534) in a generated hierarchy of varied\n"
     "depth, changes the local transformations of every fourth object each frame for the given number\n"
@@ -49,6 +50,7 @@ constexpr const char* Usage =
     "  --capture-frame N        capture frame N with RenderDoc, if it is there\n"
     "  --capture-library PATH   the RenderDoc library to load (default librenderdoc.so)\n"
     "  --render DIR  render the demo scene to PNG files in DIR instead (--render DIR --help tells more)\n"
+    "  --scene FILE  load a packed scene (quillmarsh-asset pack) and run the frames on it instead\n"
     "  --help        print this text\n";
 
 /* One object as the host describes it, independently of the library: its parent (by creation
@@ -68,6 +70,7 @@ struct Options {
     std::uint32_t seed = 1;
     std::uint32_t captureFrame = 0;
     const char* captureLibrary = QuillmarshEngine::FrameCapture::DefaultLibrary;
+    const char* scene = nullptr;
 };
 
 bool parseNumber(const char* text, const std::uint32_t min, const std::uint32_t max, std::uint32_t& out) {
@@ -109,6 +112,8 @@ int parseOptions(const int argc, char** const argv, Options& options) {
             }
         } else if(arg == "--capture-library" && hasValue) {
             options.captureLibrary = argv[++i];
+        } else if(arg == "--scene" && hasValue) {
+            options.scene = argv[++i];
         } else {
             std::fprintf(stderr, "quillmarsh-demo: unknown or incomplete argument %s\n\n%s", arg.c_str(), Usage);
             return 1;
@@ -239,6 +244,7 @@ int main(int argc, char** argv) {
     if(renderDemoRequested(argc, argv)) return renderDemo(argc, argv);
     Options options;
     if(const int result = parseOptions(argc, argv, options)) return result == 2 ? 0 : 1;
+    if(options.scene) return sceneDemo(options.scene, options.frames) ? 1 : 0;
 
     const std::vector<ObjectDescription> objects = generate(options.objects, options.seed);
     std::uint32_t maxDepth = 0;

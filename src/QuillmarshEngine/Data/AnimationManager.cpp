@@ -1,5 +1,7 @@
 #include "QuillmarshEngine/Data/AnimationManager.h"
 
+#include "QuillmarshEngine/Data/Implementation/StateStream.h"
+
 #include <algorithm>
 #include <cmath>
 
@@ -388,6 +390,53 @@ void AnimationManager::updateComponent(const IndexType index) {
         write = true;
     }
     if(write) writePose(index);
+}
+
+
+std::string AnimationManager::checkAdoptedBlock() const {
+    std::string reason = ComponentManager::checkAdoptedBlock();
+    if(!reason.empty()) return reason;
+    for(IndexType i = 0; i != size(); ++i) {
+        if(!std::isfinite(_layout.get<Time>()[i]) || !std::isfinite(_layout.get<Speed>()[i]) ||
+           !std::isfinite(_layout.get<BlendTime>()[i]) || !std::isfinite(_layout.get<BlendWeight>()[i]))
+            return "component at " + std::to_string(i) + " has a time, speed or weight that is not finite";
+        if(std::uint8_t(_layout.get<State>()[i]) > std::uint8_t(AnimationState::Finished))
+            return "component at " + std::to_string(i) + " has an unknown state";
+    }
+    return {};
+}
+
+void AnimationManager::saveExternalState(std::vector<char>& out) const {
+    Implementation::StateWriter writer{out};
+    for(IndexType i = 0; i != size(); ++i) {
+        const std::vector<Id>& targets = _bindings[idOf(i)].targets;
+        writer.put(std::uint32_t(targets.size()));
+        for(const Id target: targets) writer.put(target);
+    }
+}
+
+std::string AnimationManager::loadExternalState(const std::span<const char> data) {
+    Implementation::StateReader reader{data};
+    std::vector<std::vector<Id>> targets(size());
+    for(IndexType i = 0; i != size() && !reader.failed; ++i) {
+        const std::uint32_t count = reader.get<std::uint32_t>();
+        if(reader.failed || count > (data.size() - reader.position)/sizeof(Id))
+            return "targets of the component at " + std::to_string(i) + " run past the end of the external state";
+        targets[i].resize(count);
+        for(Id& target: targets[i]) target = reader.get<Id>();
+    }
+    if(!reader.finished()) return "targets do not fill the external state exactly";
+    /* A cross-fade blends poses of the first animation's track count; the animations are
+       known by now (they are added before the state is loaded) */
+    for(IndexType i = 0; i != size(); ++i) {
+        const std::uint16_t first = _layout.get<AnimationIndex>()[i], second = _layout.get<BlendAnimation>()[i];
+        if(first < _animations.size() && second < _animations.size() &&
+           _animations[first]->numTracks() != _animations[second]->numTracks())
+            return "component at " + std::to_string(i) + " cross-fades animations of different track counts";
+    }
+    /* Sampling contexts are made on the first update that needs them */
+    for(IndexType i = 0; i != size(); ++i) _bindings[idOf(i)].targets = std::move(targets[i]);
+    return {};
 }
 
 }}

@@ -77,6 +77,20 @@ class QUILLMARSH_EXPORT AnimationManager: public ComponentManager {
 
         ~AnimationManager() override;
 
+        /** @brief Check an adopted block: finite times, speeds and weights, known states */
+        [[nodiscard]] std::string checkAdoptedBlock() const override;
+
+        /**
+         * @brief Append the targets of every live component, in index order
+         *
+         * Animations are not part of the state: add the same animations in the same order
+         * before loading it, since loading checks the cross-fades against them.
+         */
+        void saveExternalState(std::vector<char>& out) const override;
+
+        /** @brief Restore what @ref saveExternalState() wrote; see @ref ComponentManager::loadExternalState() */
+        [[nodiscard]] std::string loadExternalState(std::span<const char> data) override;
+
         /** @brief `"animation"` */
         const char* name() const override;
 

@@ -1,5 +1,7 @@
 #include "QuillmarshEngine/Data/AssetValidation.h"
 
+#include "QuillmarshEngine/Data/Scene.h"
+
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
@@ -319,6 +321,13 @@ bool checkRecord(Checker& checker, Magic magic, std::span<const char> payload, s
         case Magic::PhysX: return checkMinimum(checker, payload, base, 4, "PhysX");
         case Magic::Probe: return checkMinimum(checker, payload, base, 12, "probe");
         case Magic::Skin: return checkSkin(checker, payload, base);
+        case Magic::Scene: {
+            /* The scene record is checked by loading it: adoption checks every block and the
+               references between them */
+            Utils::Result<std::unique_ptr<Scene>> scene = Scene::loadRecord(payload);
+            if(!scene) return checker.fail(base, scene.error());
+            return true;
+        }
         case Magic::External:
             if(payload.empty() || payload.back() != '\0')
                 return checker.fail(base, "external file name is not terminated");

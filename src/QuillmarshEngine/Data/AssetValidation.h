@@ -34,13 +34,15 @@ struct AssetChunkEntry {
  * pipeline, texture, draw (finite bounds, transformation and scaling), skin (finite joint
  * transformations and scalings), PhysX, probe and external chunks, and of the animation records
  * (track headers, every track's keys inside the key data, events and their names, and every
- * compressed rotation decoded) and animation-targets records. A chunk whose tag is "QME" and a
+ * compressed rotation decoded), animation-targets records and scene records (by loading them with
+ * @ref Scene::loadRecord()). A chunk whose tag is "QME" and a
  * letter this library does not know is skipped with a warning, since the format leaves room for
  * new letters; any other tag is an error. Compressed indices are checked by
  * @ref Tools::decompressMesh(). Never reads outside @p data and never aborts. Returns the chunks,
  * or a message `offset <n>: <fault>` naming the first fault. After success the record views of
  * @ref AssetRecords.h, @ref MeshData and @ref AnimationData.h (and @ref Tools::decompressMesh(),
- * @ref AnimationData::rawAnimation(), @ref AnimationData::animation()) are safe on the chunks.
+ * @ref AnimationData::rawAnimation(), @ref AnimationData::animation(), @ref Scene::loadRecord()) are
+ * safe on the chunks.
  */
 QUILLMARSH_EXPORT Utils::Result<std::vector<AssetChunkEntry>> validateAssetData(std::span<const char> data);
 

@@ -10,6 +10,19 @@ namespace QuillmarshEngine { namespace Data {
 
 ComponentManager::ComponentManager(const std::uint32_t headerTailSize): SparseArrayActive{headerTailSize} {}
 
+std::string ComponentManager::checkAdoptedBlock() const {
+    if(activeCount() > size())
+        return "active count " + std::to_string(activeCount()) + " exceeds the size " + std::to_string(size());
+    return {};
+}
+
+void ComponentManager::saveExternalState(std::vector<char>&) const {}
+
+std::string ComponentManager::loadExternalState(const std::span<const char> data) {
+    if(!data.empty()) return "unexpected " + std::to_string(data.size()) + " bytes of external state";
+    return {};
+}
+
 ComponentManager::~ComponentManager() {
     if(_sceneGraph) {
         _sceneGraph->deleteComponents(std::uint8_t(_managerIndex));

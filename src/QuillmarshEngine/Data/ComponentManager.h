@@ -6,6 +6,8 @@
  */
 
 #include <span>
+#include <string>
+#include <vector>
 
 #include "QuillmarshEngine/Assert.h"
 #include "QuillmarshEngine/Data/SparseArrayActive.h"
@@ -136,6 +138,30 @@ class QUILLMARSH_EXPORT ComponentManager: public SparseArrayActive {
          * activates it when the original is active. Returns the new id.
          */
         Id cloneComponent(Id component, Id object);
+
+        /**
+         * @brief Check an adopted block: the active count lies within the size
+         *
+         * Owners are checked against the scene graph by whoever registers the manager.
+         */
+        [[nodiscard]] std::string checkAdoptedBlock() const override;
+
+        /**
+         * @brief Append what the manager holds outside its block to @p out
+         *
+         * Together with the block this is the manager's whole stored state; @ref loadExternalState()
+         * reads it back. Appends nothing by default.
+         */
+        virtual void saveExternalState(std::vector<char>& out) const;
+
+        /**
+         * @brief Restore what @ref saveExternalState() wrote, after the block was adopted
+         *
+         * @p data comes from outside the process: a broken one is refused with the reason as
+         * return value (empty on success), never read past its end. The default accepts only
+         * empty data.
+         */
+        [[nodiscard]] virtual std::string loadExternalState(std::span<const char> data);
 
         /** @brief Scene graph the manager is registered with, or `nullptr` */
         [[nodiscard]] SceneGraph* sceneGraph() const { return _sceneGraph; }

@@ -64,4 +64,27 @@ void GroupedComponentManager::addGroups(const std::uint16_t count) {
     _grouped.addGroups(count);
 }
 
+std::string GroupedComponentManager::checkAdoptedBlock() const {
+    std::string reason = ComponentManager::checkAdoptedBlock();
+    if(!reason.empty()) return reason;
+    if(_grouped.groupsCount() == 0 || _grouped.subGroupsCount() == 0)
+        return "group counts " + std::to_string(_grouped.groupsCount()) + " and " + std::to_string(_grouped.subGroupsCount()) + " must be nonzero";
+    const std::uint32_t slots = _grouped.slotCount();
+    const std::span<const std::uint16_t> offsets = _grouped.groupOffsets();
+    if(offsets.size() < std::size_t{slots} + 1) return "group offsets are cut short";
+    if(offsets[0] != 0 || offsets[slots] != activeCount())
+        return "group offsets run from " + std::to_string(offsets[0]) + " to " + std::to_string(offsets[slots]) + ", not from 0 to the active count " + std::to_string(activeCount());
+    for(std::uint32_t g = 0; g != slots; ++g)
+        if(offsets[g] > offsets[g + 1])
+            return "group offset " + std::to_string(g + 1) + " lies before the previous one";
+    for(IndexType i = 0; i != size(); ++i) {
+        const std::uint16_t slot = _grouped.slot(i);
+        if(slot >= slots)
+            return "component at " + std::to_string(i) + " has slot " + std::to_string(slot) + " of " + std::to_string(slots);
+        if(i < activeCount() && !(offsets[slot] <= i && i < offsets[slot + 1]))
+            return "active component at " + std::to_string(i) + " lies outside the range of its slot " + std::to_string(slot);
+    }
+    return {};
+}
+
 }}

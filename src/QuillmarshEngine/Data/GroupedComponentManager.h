@@ -44,6 +44,13 @@ class QUILLMARSH_EXPORT GroupedComponentManager: public ComponentManager {
 
         ~GroupedComponentManager() override;
 
+        /**
+         * @brief Check an adopted block: nonzero counts, slot boundaries from 0 to the active
+         *      count without going back, every active component inside its slot's range and
+         *      every live one with a slot below the slot count
+         */
+        [[nodiscard]] std::string checkAdoptedBlock() const override;
+
         /** @brief Exchange two components, their slots included */
         void swap(IndexType a, IndexType b) override;
 

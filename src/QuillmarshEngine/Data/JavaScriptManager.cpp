@@ -1,5 +1,7 @@
 #include "QuillmarshEngine/Data/JavaScriptManager.h"
 
+#include "QuillmarshEngine/Data/Implementation/StateStream.h"
+
 #include "QuillmarshEngine/Assert.h"
 
 namespace QuillmarshEngine { namespace Data {
@@ -174,6 +176,51 @@ void JavaScriptManager::clearChanged() {
 
 void JavaScriptManager::clearChanged(const Id component) {
     _layout.get<1>().view().reset(aliveIndex(component, "JavaScriptManager::clearChanged()"));
+}
+
+
+void JavaScriptManager::saveExternalState(std::vector<char>& out) const {
+    Implementation::StateWriter writer{out};
+    for(IndexType i = 0; i != size(); ++i) {
+        const Script& script = _scripts[idOf(i)];
+        writer.putString(script.type);
+        writer.put(std::uint16_t(script.parameters.size()));
+        for(const Parameter& parameter: script.parameters) {
+            writer.putString(parameter.name);
+            /* Types are the variant alternatives in ScriptParameterType order */
+            writer.put(std::uint8_t(parameter.value.index() + 1));
+            if(const std::string* s = std::get_if<std::string>(&parameter.value)) writer.putString(*s);
+            else if(const double* d = std::get_if<double>(&parameter.value)) writer.put(*d);
+            else if(const bool* b = std::get_if<bool>(&parameter.value)) writer.put(std::uint8_t(*b));
+            else writer.put(std::get<Id>(parameter.value));
+        }
+    }
+}
+
+std::string JavaScriptManager::loadExternalState(const std::span<const char> data) {
+    Implementation::StateReader reader{data};
+    std::vector<Script> scripts(size());
+    for(IndexType i = 0; i != size() && !reader.failed; ++i) {
+        scripts[i].type = reader.getString();
+        const std::uint16_t count = reader.get<std::uint16_t>();
+        for(std::uint32_t p = 0; p != count && !reader.failed; ++p) {
+            Parameter parameter;
+            parameter.name = reader.getString();
+            switch(reader.get<std::uint8_t>()) {
+                case std::uint8_t(ScriptParameterType::String): parameter.value = reader.getString(); break;
+                case std::uint8_t(ScriptParameterType::Number): parameter.value = reader.get<double>(); break;
+                case std::uint8_t(ScriptParameterType::Bool): parameter.value = reader.get<std::uint8_t>() != 0; break;
+                case std::uint8_t(ScriptParameterType::Object): parameter.value = reader.get<Id>(); break;
+                default:
+                    if(!reader.failed)
+                        return "parameter " + std::to_string(p) + " of the script at " + std::to_string(i) + " has an unknown type";
+            }
+            scripts[i].parameters.push_back(std::move(parameter));
+        }
+    }
+    if(!reader.finished()) return "scripts do not fill the external state exactly";
+    for(IndexType i = 0; i != size(); ++i) _scripts[idOf(i)] = std::move(scripts[i]);
+    return {};
 }
 
 }}

@@ -52,6 +52,12 @@ class QUILLMARSH_EXPORT JavaScriptManager: public ComponentManager {
 
         ~JavaScriptManager() override;
 
+        /** @brief Append the script type and parameters of every live component, in index order */
+        void saveExternalState(std::vector<char>& out) const override;
+
+        /** @brief Restore what @ref saveExternalState() wrote; see @ref ComponentManager::loadExternalState() */
+        [[nodiscard]] std::string loadExternalState(std::span<const char> data) override;
+
         /** @brief `"js"` */
         const char* name() const override;
 

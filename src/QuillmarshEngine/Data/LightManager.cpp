@@ -295,4 +295,13 @@ void LightManager::updateShadows(SceneGraph& sceneGraph, ViewManager& views, con
     }
 }
 
+
+std::string LightManager::checkAdoptedBlock() const {
+    std::string reason = GroupedComponentManager::checkAdoptedBlock();
+    if(!reason.empty()) return reason;
+    if(_grouped.groupsCount() != 3 || _grouped.subGroupsCount() != 1)
+        return std::to_string(_grouped.groupsCount()) + " groups of " + std::to_string(_grouped.subGroupsCount()) + " subgroups, a light manager has 3 of 1";
+    return {};
+}
+
 }}

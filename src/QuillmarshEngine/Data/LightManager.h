@@ -56,6 +56,9 @@ class QUILLMARSH_EXPORT LightManager: public GroupedComponentManager {
 
         ~LightManager() override;
 
+        /** @brief Check an adopted block: three groups (the light types) of one subgroup */
+        [[nodiscard]] std::string checkAdoptedBlock() const override;
+
         /** @brief `"light"` */
         const char* name() const override;
 

@@ -1,5 +1,7 @@
 #include "QuillmarshEngine/Data/MeshManager.h"
 
+#include "QuillmarshEngine/Data/Implementation/StateStream.h"
+
 #include <algorithm>
 #include <cstring>
 
@@ -200,6 +202,56 @@ void MeshManager::layerAppend(const MeshManager& other) {
         if(!weights.empty())
             std::memcpy(_weights.data() + morphTargetWeights()[index].min(), weights.data(), weights.size_bytes());
     }
+}
+
+
+std::string MeshManager::checkAdoptedBlock() const {
+    std::string reason = GroupedComponentManager::checkAdoptedBlock();
+    if(!reason.empty()) return reason;
+    if(_grouped.subGroupsCount() != 2)
+        return std::to_string(_grouped.subGroupsCount()) + " subgroups, a mesh manager has 2";
+    const std::uint32_t inUse = morphTargetWeightsInUse();
+    if(inUse > morphTargetWeightsCapacity() || inUse > 65535)
+        return std::to_string(inUse) + " weights in use in a pool of " + std::to_string(morphTargetWeightsCapacity());
+    /* The slices must tile [0, inUse) without overlapping: mark every weight once */
+    std::vector<bool> taken(inUse);
+    std::uint32_t covered = 0;
+    for(IndexType i = 0; i != size(); ++i) {
+        const Range1Dus r = morphTargetWeights()[i];
+        if(r.min() > r.max() || r.max() > inUse)
+            return "weight slice of the component at " + std::to_string(i) + " lies outside the " + std::to_string(inUse) + " weights in use";
+        for(std::uint32_t w = r.min(); w != r.max(); ++w) {
+            if(taken[w]) return "weight slices overlap at weight " + std::to_string(w);
+            taken[w] = true;
+        }
+        covered += r.max() - r.min();
+    }
+    if(covered != inUse)
+        return "weight slices cover " + std::to_string(covered) + " of the " + std::to_string(inUse) + " weights in use";
+    return {};
+}
+
+void MeshManager::saveExternalState(std::vector<char>& out) const {
+    Implementation::StateWriter writer{out};
+    const Utils::BitSetView flags = const_cast<MeshManager&>(*this)._layout.get<10>().view();
+    for(IndexType i = 0; i != size(); ++i) {
+        writer.put(instanceValues()[i]);
+        writer.put(std::uint8_t(flags[i]));
+    }
+}
+
+std::string MeshManager::loadExternalState(const std::span<const char> data) {
+    Implementation::StateReader reader{data};
+    for(IndexType i = 0; i != size(); ++i) {
+        const float value = reader.get<float>();
+        const std::uint8_t flag = reader.get<std::uint8_t>();
+        if(reader.failed) break;
+        instanceValues()[i] = value;
+        instanceFlags().set(i, flag != 0);
+    }
+    if(!reader.finished())
+        return "instance values are not " + std::to_string(5*std::size_t{size()}) + " bytes";
+    return {};
 }
 
 }}

@@ -99,6 +99,15 @@ class QUILLMARSH_EXPORT MeshManager: public GroupedComponentManager {
         /** @brief `"mesh"` */
         const char* name() const override;
 
+        /** @brief Check an adopted block: two subgroups, the weights in use within the pool and the slices of the live components tiling them */
+        [[nodiscard]] std::string checkAdoptedBlock() const override;
+
+        /** @brief Append the instance value and flag of every live component, in index order */
+        void saveExternalState(std::vector<char>& out) const override;
+
+        /** @brief Restore what @ref saveExternalState() wrote; see @ref ComponentManager::loadExternalState() */
+        [[nodiscard]] std::string loadExternalState(std::span<const char> data) override;
+
         /**
          * @brief Copy world transformations into the instance columns
          *

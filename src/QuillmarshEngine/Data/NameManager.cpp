@@ -1,5 +1,7 @@
 #include "QuillmarshEngine/Data/NameManager.h"
 
+#include "QuillmarshEngine/Data/Implementation/StateStream.h"
+
 #include "QuillmarshEngine/Assert.h"
 #include "QuillmarshEngine/Data/SceneGraph.h"
 
@@ -72,6 +74,21 @@ bool NameManager::removeObjectName(const Id object) {
 std::optional<Id> NameManager::findObject(const std::string_view name) const {
     for(IndexType i = 0; i != size(); ++i)
         if(_names[idOf(i)] == name) return owner(i);
+    return {};
+}
+
+
+void NameManager::saveExternalState(std::vector<char>& out) const {
+    Implementation::StateWriter writer{out};
+    for(IndexType i = 0; i != size(); ++i) writer.putString(_names[idOf(i)]);
+}
+
+std::string NameManager::loadExternalState(const std::span<const char> data) {
+    std::vector<std::string> names;
+    if(!Implementation::readStrings(data, size(), names)) return "names do not fill the external state exactly";
+    for(IndexType i = 0; i != size(); ++i) {
+        _names[idOf(i)] = std::move(names[i]);
+    }
     return {};
 }
 

@@ -34,6 +34,12 @@ class QUILLMARSH_EXPORT NameManager: public ComponentManager {
 
         ~NameManager() override;
 
+        /** @brief Append the name of every live component, in index order */
+        void saveExternalState(std::vector<char>& out) const override;
+
+        /** @brief Restore what @ref saveExternalState() wrote; see @ref ComponentManager::loadExternalState() */
+        [[nodiscard]] std::string loadExternalState(std::span<const char> data) override;
+
         /** @brief `"name"` */
         const char* name() const override;
 

@@ -11,6 +11,7 @@ list(APPEND QuillmarshEngine_SRCS
     Data/SparseArrayGrouped.cpp
     Data/GroupedComponentManager.cpp
     Data/NameManager.cpp
+    Data/Scene.cpp
     Data/MeshManager.cpp
     Data/ViewManager.cpp
     Data/ShadowsData.cpp

@@ -1,7 +1,9 @@
 #include "QuillmarshEngine/Data/SparseArray.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <cstring>
+#include <string>
 #include <utility>
 
 #include "QuillmarshEngine/Assert.h"
@@ -65,6 +67,56 @@ void SparseArray::create(std::vector<char>&& block) {
     std::swap(_data, block);
     init();
 }
+
+std::string SparseArray::adoptBlock(std::vector<char>& block) {
+    if(reinterpret_cast<std::uintptr_t>(block.data()) % 4 != 0)
+        return "block is not 4-byte aligned";
+    if(block.size() < sizeof(SparseArrayHeader))
+        return "block of " + std::to_string(block.size()) + " bytes is too small for a header";
+    SparseArrayHeader h;
+    std::memcpy(&h, block.data(), sizeof(SparseArrayHeader));
+    if(h.headerSize != headerSize())
+        return "header size " + std::to_string(h.headerSize) + " is not the expected " + std::to_string(headerSize());
+    if(block.size() < h.headerSize)
+        return "block of " + std::to_string(block.size()) + " bytes is too small for its header";
+    if(!(h.size <= h.initializedCount && h.initializedCount <= h.capacity))
+        return "inconsistent counts: size " + std::to_string(h.size) + ", initialized " + std::to_string(h.initializedCount) + ", capacity " + std::to_string(h.capacity);
+    /* The layout sizes owner regions from counts in the header tail, so it has to see the
+       block's tail; the own tail is put back when the block is refused */
+    const std::vector<char> previousTail(headerTail(), headerTail() + (headerSize() - sizeof(SparseArrayHeader)));
+    std::memcpy(headerTail(), block.data() + sizeof(SparseArrayHeader), h.headerSize - sizeof(SparseArrayHeader));
+    const std::size_t expected = h.headerSize + indexDataSize(h.capacity) + (_layout ? _layout->dataSize(h.capacity) : 0);
+    if(!previousTail.empty()) std::memcpy(headerTail(), previousTail.data(), previousTail.size());
+    if(h.totalSize != block.size() || expected != block.size())
+        return "block of " + std::to_string(block.size()) + " bytes, its header says " + std::to_string(h.totalSize) + " and its layout needs " + std::to_string(expected);
+
+    /* Id tables: index -> id -> index round trips over the initialized slots, zeros past them */
+    const std::size_t cap = h.capacity;
+    std::vector<std::uint16_t> forward(cap), reverse(cap);
+    if(cap) {
+        std::memcpy(forward.data(), block.data() + h.headerSize, 2*cap);
+        std::memcpy(reverse.data(), block.data() + h.headerSize + 2*cap, 2*cap);
+    }
+    for(std::size_t i = 0; i != h.initializedCount; ++i) {
+        const std::uint16_t id = reverse[i];
+        if(id >= cap || forward[id] != i)
+            return "id tables: index " + std::to_string(i) + " maps to id " + std::to_string(id) + ", which does not map back";
+    }
+    for(std::size_t i = h.initializedCount; i != cap; ++i)
+        if(forward[i] != 0 || reverse[i] != 0)
+            return "id tables: uninitialized slot " + std::to_string(i) + " has non-zero entries";
+
+    std::swap(_data, block);
+    init();
+    std::string reason = checkAdoptedBlock();
+    if(!reason.empty()) {
+        std::swap(_data, block);
+        init();
+    }
+    return reason;
+}
+
+std::string SparseArray::checkAdoptedBlock() const { return {}; }
 
 void SparseArray::allocate(const IndexType newCapacity) {
     const IndexType oldCapacity = capacity();

@@ -8,6 +8,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <span>
+#include <string>
 #include <vector>
 
 #include "QuillmarshEngine/Assert.h"
@@ -142,6 +143,27 @@ class QUILLMARSH_EXPORT SparseArray {
          * sizes disagree with the layout, aborts.
          */
         void create(std::vector<char>&& block);
+
+        /**
+         * @brief Adopt a block from outside the process, refusing a broken one
+         *
+         * The validating twin of @ref create(): checks the alignment, the header size against
+         * this array's, the total size against the layout, the counts, that the id tables are
+         * inverse permutations over the initialized slots and zero past them, and then the
+         * owner's own rules (@ref checkAdoptedBlock()). Returns an empty string and holds the
+         * block on success (the previous block ends up in @p block); otherwise returns the reason
+         * and keeps its previous block, @p block untouched. Never reads outside @p block and never
+         * aborts.
+         */
+        [[nodiscard]] std::string adoptBlock(std::vector<char>& block);
+
+        /**
+         * @brief Reason why the adopted block breaks an owner's rule, empty when it does not
+         *
+         * Called by @ref adoptBlock() once the sizes and id tables are known to be sound and the
+         * views are bound. Nothing by default.
+         */
+        [[nodiscard]] virtual std::string checkAdoptedBlock() const;
 
         /**
          * @brief Add an element at index @ref size()

@@ -1,5 +1,7 @@
 #include "QuillmarshEngine/Data/TextManager.h"
 
+#include "QuillmarshEngine/Data/Implementation/StateStream.h"
+
 #include "QuillmarshEngine/Assert.h"
 
 namespace QuillmarshEngine { namespace Data {
@@ -153,6 +155,22 @@ void TextManager::clearChanged() {
 
 void TextManager::clearChanged(const Id component) {
     _layout.get<Changed>().view().reset(aliveIndex(component, "TextManager::clearChanged()"));
+}
+
+
+void TextManager::saveExternalState(std::vector<char>& out) const {
+    Implementation::StateWriter writer{out};
+    for(IndexType i = 0; i != size(); ++i) writer.putString(_texts[idOf(i)]);
+}
+
+std::string TextManager::loadExternalState(const std::span<const char> data) {
+    std::vector<std::string> texts;
+    if(!Implementation::readStrings(data, size(), texts)) return "texts do not fill the external state exactly";
+    for(IndexType i = 0; i != size(); ++i) {
+        _texts[idOf(i)] = std::move(texts[i]);
+        _layout.get<Changed>().view().set(i);
+    }
+    return {};
 }
 
 }}

@@ -80,6 +80,12 @@ class QUILLMARSH_EXPORT TextManager: public ComponentManager {
 
         ~TextManager() override;
 
+        /** @brief Append the text of every live component, in index order */
+        void saveExternalState(std::vector<char>& out) const override;
+
+        /** @brief Restore what @ref saveExternalState() wrote; see @ref ComponentManager::loadExternalState() */
+        [[nodiscard]] std::string loadExternalState(std::span<const char> data) override;
+
         /** @brief `"text"` */
         const char* name() const override;
 

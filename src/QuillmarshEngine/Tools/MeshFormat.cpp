@@ -37,6 +37,16 @@ Debug& operator<<(Debug& debug, MeshDataFlag value) {
     return QuillmarshEngine::Implementation::printUnknownEnum(debug, "MeshDataFlag", std::uint32_t(value));
 }
 
+Debug& operator<<(Debug& debug, MeshIndexCompression value) {
+    const char* name = nullptr;
+    switch(value) {
+        case MeshIndexCompression::Sequence: name = "Sequence"; break;
+        case MeshIndexCompression::Triangles: name = "Triangles"; break;
+    }
+    if(name) return QuillmarshEngine::Implementation::printEnumValue(debug, "MeshIndexCompression", name);
+    return QuillmarshEngine::Implementation::printUnknownEnum(debug, "MeshIndexCompression", std::uint32_t(value));
+}
+
 Debug& operator<<(Debug& debug, MeshDataFlags value) {
     return QuillmarshEngine::Implementation::enumSetDebugOutput(debug, value, "MeshDataFlags{}", {
         MeshDataFlag::Position, MeshDataFlag::TextureCoordinates, MeshDataFlag::Normal,
@@ -604,16 +614,24 @@ std::vector<char> compressMeshVertexData(const Trade::MeshData& mesh) {
     return out;
 }
 
-std::vector<char> compressMeshIndexData(const Trade::MeshData& mesh) {
+std::vector<char> compressMeshIndexData(const Trade::MeshData& mesh, const MeshIndexCompression compression) {
     QUILLMARSH_ASSERT(mesh.isIndexed(), "Tools::compressMeshIndexData(): the mesh is not indexed", {});
     QUILLMARSH_ASSERT(mesh.indexType() != Trade::MeshIndexType::UnsignedByte, "Tools::compressMeshIndexData(): expected 16- or 32-bit indices, got" << mesh.indexType(), {});
+    QUILLMARSH_ASSERT(compression == MeshIndexCompression::Sequence || compression == MeshIndexCompression::Triangles,
+        "Tools::compressMeshIndexData(): unknown" << compression, {});
+    QUILLMARSH_ASSERT(compression != MeshIndexCompression::Triangles || mesh.indexCount() % 3 == 0,
+        "Tools::compressMeshIndexData(): the triangle codec expects a multiple of three indices, got" << mesh.indexCount(), {});
     const std::vector<std::uint32_t> indices = mesh.indicesAsArray();
-    /* The sequence codec keeps every index where it was; the index buffer codec would rotate
-       triangles, and a chunk has to give back exactly what was stored */
-    std::vector<char> out(meshopt_encodeIndexSequenceBound(indices.size(), std::max<std::size_t>(mesh.vertexCount(), 1)));
-    /* The bound assumes indices below the vertex count; leave room for any value */
+    const std::size_t vertexBound = std::max<std::size_t>(mesh.vertexCount(), 1);
+    std::vector<char> out(compression == MeshIndexCompression::Triangles ?
+        meshopt_encodeIndexBufferBound(indices.size(), vertexBound) :
+        meshopt_encodeIndexSequenceBound(indices.size(), vertexBound));
+    /* The bounds assume indices below the vertex count; leave room for any value */
     out.resize(out.size() + indices.size()*5 + 32);
-    const std::size_t size = meshopt_encodeIndexSequence(reinterpret_cast<unsigned char*>(out.data()), out.size(), indices.data(), indices.size());
+    unsigned char* const to = reinterpret_cast<unsigned char*>(out.data());
+    const std::size_t size = compression == MeshIndexCompression::Triangles ?
+        meshopt_encodeIndexBuffer(to, out.size(), indices.data(), indices.size()) :
+        meshopt_encodeIndexSequence(to, out.size(), indices.data(), indices.size());
     QUILLMARSH_INTERNAL_ASSERT(size);
     out.resize(size);
     return out;
@@ -682,7 +700,13 @@ Utils::Result<Trade::MeshData> decompressMesh(const Data::MeshData& data) {
             return Result::fail("compressed index data of " + std::to_string(compressed.size()) + " bytes can't hold " + std::to_string(indexCount) + " indices");
         indices.resize(std::size_t(indexCount)*indexSize);
         const unsigned char* in = reinterpret_cast<const unsigned char*>(compressed.data());
-        if(meshopt_decodeIndexSequence(indices.data(), indexCount, indexSize, in, compressed.size()) != 0) return Result::fail("index data does not decode");
+        /* The codecs' first bytes differ: 0xe0 and up for triangles, 0xd0 and up for sequences */
+        int status = -1;
+        if(!compressed.empty() && (in[0] & 0xf0) == 0xe0) {
+            if(indexCount % 3) return Result::fail("triangle-coded index data for " + std::to_string(indexCount) + " indices, not a multiple of three");
+            status = meshopt_decodeIndexBuffer(indices.data(), indexCount, indexSize, in, compressed.size());
+        } else status = meshopt_decodeIndexSequence(indices.data(), indexCount, indexSize, in, compressed.size());
+        if(status != 0) return Result::fail("index data does not decode");
     } else {
         const std::span<const char> stored = data.indexData();
         if(std::uint64_t(indexCount)*indexSize > stored.size())

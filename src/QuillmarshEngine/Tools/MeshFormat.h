@@ -169,12 +169,35 @@ QUILLMARSH_EXPORT Data::AssetChunk createMeshChunk(const Trade::MeshData& mesh, 
 QUILLMARSH_EXPORT std::vector<char> compressMeshVertexData(const Trade::MeshData& mesh);
 
 /**
- * @brief Compress the indices of @p mesh with meshoptimizer's index sequence codec
+ * @brief Codec of @ref compressMeshIndexData()
  *
- * The sequence codec keeps every index in place, so decompression gives back the exact indices
- * (the triangle codec may rotate triangles). Expects an indexed mesh with 16- or 32-bit indices.
+ * Both are meshoptimizer's; the first byte of the compressed data tells them apart, so
+ * @ref decompressMesh() reads either without a flag in the record.
  */
-QUILLMARSH_EXPORT std::vector<char> compressMeshIndexData(const Trade::MeshData& mesh);
+enum class MeshIndexCompression: std::uint8_t {
+    /** The index sequence codec: every index stays in place, decompression gives back the exact
+        indices */
+    Sequence = 0,
+
+    /**
+     * The triangle codec: about half the bytes of the sequence codec on a vertex-cache-optimized
+     * triangle list. It may rotate the three indices of a triangle (the winding stays), so the
+     * triangles come back as they were but not necessarily from the same first vertex. Needs a
+     * multiple of three indices.
+     */
+    Triangles = 1
+};
+
+/** @brief Prints `MeshIndexCompression::Sequence` etc., unknown values as `MeshIndexCompression(0x7)` */
+QUILLMARSH_EXPORT Debug& operator<<(Debug& debug, MeshIndexCompression value);
+
+/**
+ * @brief Compress the indices of @p mesh with one of meshoptimizer's index codecs
+ *
+ * Expects an indexed mesh with 16- or 32-bit indices, and for
+ * @ref MeshIndexCompression::Triangles an index count divisible by three.
+ */
+QUILLMARSH_EXPORT std::vector<char> compressMeshIndexData(const Trade::MeshData& mesh, MeshIndexCompression compression = MeshIndexCompression::Sequence);
 
 /**
  * @brief Owned mesh from a mesh chunk payload, decompressing what its flags say is compressed
