@@ -1,8 +1,10 @@
 #!/usr/bin/env bash
-# The demo's headless rendering: ./render-test.sh DEMO WORKDIR
+# The demo's headless rendering: ./render-test.sh DEMO WORKDIR CAMERAS_SCENE SKIN_SCENE
 set -u
 demo=$1
 work=$2
+sceneFile=$3
+skinScene=$4
 rm -rf "$work"
 mkdir -p "$work"
 failed=0
@@ -32,6 +34,27 @@ status=$?
 [ $status = 1 ] || fail "without a context the exit status is $status"
 echo "$out" | grep -q '^quillmarsh-demo: cannot render: no OpenGL 3.3 core context could be made (' || fail "without a context: $out"
 [ -e "$work/none/frame-0001.png" ] && fail "without a context a frame was written"
+
+# A packed scene file: its cameras (a perspective and an orthographic one, a pair in stereo) and
+# the demo's own sun
+for mode in mono stereo; do
+    extra=()
+    [ $mode = stereo ] && extra=(--stereo)
+    out=$("$demo" --render "$work/scene-$mode" --scene "$sceneFile" --width 96 --height 64 --frames 3 "${extra[@]}" 2>&1)
+    status=$?
+    [ $status = 0 ] || fail "scene $mode: exit $status: $out"
+    echo "$out" | grep -q "1 mesh records, 1 mesh instances" || fail "scene $mode: $out"
+    echo "$out" | grep -q "1 instances drawn in 1 instanced draws" || fail "scene $mode: $out"
+    echo "$out" | grep -q "^ *a sun of the demo's own" || fail "scene $mode: $out"
+    [ -f "$work/scene-$mode/frame-0003.png" ] || fail "scene $mode: no third frame"
+done
+
+# A scene with neither camera nor light, but a skinned, animated mesh: framed by the demo's camera
+out=$("$demo" --render "$work/skin" --scene "$skinScene" --width 64 --height 48 --frames 2 2>&1)
+status=$?
+[ $status = 0 ] || fail "skin scene: exit $status: $out"
+echo "$out" | grep -q "^ *a camera and a sun of the demo's own" || fail "skin scene: $out"
+echo "$out" | grep -q "1 instances drawn in 1 instanced draws" || fail "skin scene: $out"
 
 # A scene file that is not there: a message and exit 1, no frame
 out=$("$demo" --render "$work/missing" --scene "$work/missing.qme" 2>&1)
