@@ -32,7 +32,7 @@ using namespace QuillmarshEngine;
 namespace {
 
 constexpr const char* Usage =
-    "Usage: quillmarsh-demo [--objects N] [--frames N] [--seed N] [--capture-frame N] [--scene FILE] [--help]\n"
+    "Usage: quillmarsh-demo [--objects N] [--frames N] [--seed N] [--capture-frame N] [--scene FILE] [--render DIR] [--help]\n"
     "\n"
     "Builds a scene of N objects (default 4000, at most 65534) in a generated hierarchy of varied\n"
     "depth, changes the local transformations of every fourth object each frame for the given number\n"
