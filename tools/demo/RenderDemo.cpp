@@ -1,3 +1,4 @@
+#include "DemoArguments.h"
 #include "RenderDemo.h"
 
 #include <algorithm>
@@ -43,13 +44,7 @@ constexpr const char* Usage =
     "  --scene FILE    render the scene of a packed data file instead (quillmarsh-asset pack writes\n"
     "                  them): from its first view, or its first two with --stereo\n";
 
-bool parseNumber(const char* text, const std::uint32_t min, const std::uint32_t max, std::uint32_t& out) {
-    char* end = nullptr;
-    const unsigned long long value = std::strtoull(text, &end, 10);
-    if(!*text || *end || text[0] == '-' || value < min || value > max) return false;
-    out = std::uint32_t(value);
-    return true;
-}
+using DemoArguments::parseNumber;
 
 struct Options {
     std::string directory;

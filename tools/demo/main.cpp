@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "DemoArguments.h"
 #include "AnimationDemo.h"
 #include "QuillmarshEngine/Data/NameManager.h"
 #include "QuillmarshEngine/Data/SceneGraph.h"
@@ -73,13 +74,7 @@ struct Options {
     const char* scene = nullptr;
 };
 
-bool parseNumber(const char* text, const std::uint32_t min, const std::uint32_t max, std::uint32_t& out) {
-    char* end = nullptr;
-    const unsigned long long value = std::strtoull(text, &end, 10);
-    if(!*text || *end || text[0] == '-' || value < min || value > max) return false;
-    out = std::uint32_t(value);
-    return true;
-}
+using DemoArguments::parseNumber;
 
 /* Returns 0 to go on, 1 on bad arguments, 2 after --help */
 int parseOptions(const int argc, char** const argv, Options& options) {
