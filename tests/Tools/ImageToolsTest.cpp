@@ -184,6 +184,8 @@ TEST(ImageToolsTest, decodeCorruptInput) {
     ASSERT_NE(table, std::string::npos);
     jpeg[table + 5 + 14] = jpeg[table + 5 + 15] = char(0xff);
     EXPECT_EQ(decodeImage(jpeg).error(), "Tools::decodeImage(): a JPEG Huffman table has more than 256 codes");
+    /* Also behind fill bytes before the start of image, which the decoder skips */
+    EXPECT_EQ(decodeImage(std::string(40, char(0xff)) + jpeg).error(), "Tools::decodeImage(): a JPEG Huffman table has more than 256 codes");
 
     /* Radiance run-length data cut short (found by fuzzing): the system's decoder would spin */
     std::vector<float> hdr(16*8*3, 0.5f);

@@ -50,12 +50,16 @@ bool stbInfo(const std::span<const char> data, StbInfo& info) {
 bool jpegHuffmanTablesFit(const std::span<const char> data) {
     const auto byte = [&](std::size_t i) { return std::uint8_t(data[i]); };
     const std::size_t size = data.size();
-    if(size < 2 || byte(0) != 0xff || byte(1) != 0xd8) return true;
+    /* The decoder's marker reader skips any number of fill bytes, before the start of image too */
+    if(size < 2 || byte(0) != 0xff) return true;
+    std::size_t start = 1;
+    while(start < size && byte(start) == 0xff) ++start;
+    if(start >= size || byte(start) != 0xd8) return true;
     /* Walk the marker segments as the decoder does: fill bytes before a marker, a 16-bit
        big-endian length after every marker but SOI, EOI, TEM and the restarts, and entropy-coded
        data after a start of scan up to the next marker (0xff followed by neither a stuffed zero
        nor a restart) */
-    std::size_t at = 2;
+    std::size_t at = start + 1;
     while(at < size) {
         /* The decoder scans over junk between segments to the next marker; so does this, which
            at worst looks at more tables than the decoder would */
