@@ -15,16 +15,13 @@
 #include "QuillmarshEngine/Math/DualQuaternion.h"
 #include "QuillmarshEngine/Math/Intersection.h"
 #include "../Math/Printers.h"
+#include "../OutputCapture.h"
 
 namespace QuillmarshEngine { namespace Data { namespace {
 
 constexpr float Inf = std::numeric_limits<float>::infinity();
 
-struct Quiet {
-    std::ostringstream out;
-    Debug debug{&out};
-    Warning warning{&out};
-};
+using Testing::Quiet;
 
 /* A scene graph with a collision manager in slot 0 */
 struct Scene {

@@ -11,17 +11,14 @@
 #include "QuillmarshEngine/Data/SceneGraph.h"
 #include "QuillmarshEngine/Data/SparseLayer.h"
 #include "QuillmarshEngine/Debug.h"
+#include "../OutputCapture.h"
 
 namespace QuillmarshEngine { namespace Data { namespace {
 
 typedef SparseArray::IndexType IndexType;
 
 /* Silences the scene graph's growth line and the on-the-fly warnings */
-struct Quiet {
-    std::ostringstream out;
-    Debug debug{&out};
-    Warning warning{&out};
-};
+using Testing::Quiet;
 
 /* A manager with one int column that records every hook it receives */
 struct TestManager: ComponentManager {

@@ -12,16 +12,13 @@
 #include "QuillmarshEngine/Data/SceneGraph.h"
 #include "QuillmarshEngine/Data/SparseLayer.h"
 #include "QuillmarshEngine/Debug.h"
+#include "../OutputCapture.h"
 
 namespace QuillmarshEngine { namespace Data { namespace {
 
 typedef SparseArray::IndexType IndexType;
 
-struct Quiet {
-    std::ostringstream out;
-    Debug debug{&out};
-    Warning warning{&out};
-};
+using Testing::Quiet;
 
 struct TestManager: GroupedComponentManager {
     explicit TestManager(IndexType capacity, std::uint16_t groups, std::uint16_t subgroups): GroupedComponentManager{4, groups, subgroups}, _layout{*this} {

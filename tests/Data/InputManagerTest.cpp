@@ -10,22 +10,14 @@
 #include "QuillmarshEngine/Math/Vector3.h"
 
 #include "../Math/Printers.h"
+#include "../OutputCapture.h"
 
 namespace QuillmarshEngine { namespace Data { namespace {
 
 typedef SparseArray::IndexType IndexType;
 
-struct Quiet {
-    std::ostringstream out;
-    Debug debug{&out};
-    Warning warning{&out};
-};
-
-template<class T> std::string print(const T& value) {
-    std::ostringstream out;
-    Debug{&out} << value;
-    return out.str();
-}
+using Testing::Quiet;
+using Testing::print;
 
 DualQuaternion poseOf(const float k) {
     return DualQuaternion::from(Quaternion::rotation(0.1f*k, Vector3{0.0f, 1.0f, 0.0f}), Vector3{k, 2.0f*k, -k});

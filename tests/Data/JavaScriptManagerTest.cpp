@@ -6,20 +6,12 @@
 #include "QuillmarshEngine/Data/JavaScriptManager.h"
 #include "QuillmarshEngine/Data/SceneGraph.h"
 #include "QuillmarshEngine/Debug.h"
+#include "../OutputCapture.h"
 
 namespace QuillmarshEngine { namespace Data { namespace {
 
-struct Quiet {
-    std::ostringstream out;
-    Debug debug{&out};
-    Warning warning{&out};
-};
-
-template<class T> std::string print(const T& value) {
-    std::ostringstream out;
-    Debug{&out} << value;
-    return out.str();
-}
+using Testing::Quiet;
+using Testing::print;
 
 struct Scene {
     Quiet quiet;

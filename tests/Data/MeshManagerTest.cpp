@@ -16,16 +16,13 @@
 #include "QuillmarshEngine/Debug.h"
 #include "QuillmarshEngine/Math/Quaternion.h"
 #include "../Math/Printers.h"
+#include "../OutputCapture.h"
 
 namespace QuillmarshEngine { namespace Data { namespace {
 
 typedef SparseArray::IndexType IndexType;
 
-struct Quiet {
-    std::ostringstream out;
-    Debug debug{&out};
-    Warning warning{&out};
-};
+using Testing::Quiet;
 
 /* A scene graph with a few objects and a mesh manager registered in slot 0 */
 struct Scene {

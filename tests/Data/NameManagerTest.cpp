@@ -5,14 +5,11 @@
 #include "QuillmarshEngine/Data/NameManager.h"
 #include "QuillmarshEngine/Data/SceneGraph.h"
 #include "QuillmarshEngine/Debug.h"
+#include "../OutputCapture.h"
 
 namespace QuillmarshEngine { namespace Data { namespace {
 
-struct Quiet {
-    std::ostringstream out;
-    Debug debug{&out};
-    Warning warning{&out};
-};
+using Testing::Quiet;
 
 TEST(NameManagerTest, construct) {
     NameManager names{4};

@@ -17,6 +17,7 @@
 
 #include "QuillmarshEngine/Debug.h"
 #include "QuillmarshEngine/Utils/Result.h"
+#include "../OutputCapture.h"
 
 namespace QuillmarshEngine { namespace Data { namespace Test {
 
@@ -35,11 +36,7 @@ struct Bytes {
 
 inline std::string str(const std::vector<char>& v) { return {v.data(), v.size()}; }
 
-template<class T> std::string print(const T& value) {
-    std::ostringstream out;
-    Debug{&out} << value;
-    return out.str();
-}
+using Testing::print;
 
 /* Each reader gets the record in a buffer of exactly its size, so that a read past the end is
    seen by the sanitizers */

@@ -12,14 +12,11 @@
 #include "QuillmarshEngine/Data/TextManager.h"
 #include "QuillmarshEngine/Data/TranslationManager.h"
 #include "QuillmarshEngine/Debug.h"
+#include "../OutputCapture.h"
 
 namespace QuillmarshEngine { namespace Data { namespace {
 
-struct Quiet {
-    std::ostringstream out;
-    Debug debug{&out};
-    Warning warning{&out};
-};
+using Testing::Quiet;
 
 /* Terms and translations in turn */
 std::vector<char> language(std::string_view name, std::string_view code, std::initializer_list<std::string_view> strings) {

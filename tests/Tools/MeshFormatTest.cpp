@@ -9,6 +9,7 @@
 #include "QuillmarshEngine/Data/MeshData.h"
 #include "QuillmarshEngine/Math/Packing.h"
 #include "QuillmarshEngine/Tools/MeshFormat.h"
+#include "../OutputCapture.h"
 
 namespace QuillmarshEngine { namespace Tools { namespace {
 
@@ -26,11 +27,7 @@ struct Bytes {
     Bytes& zeros(std::size_t n) { data.append(n, '\0'); return *this; }
 };
 
-template<class T> std::string print(const T& value) {
-    std::ostringstream out;
-    Debug{&out} << value;
-    return out.str();
-}
+using Testing::print;
 
 MeshAttribute custom(std::uint16_t id) { return Trade::meshAttributeCustom(id); }
 

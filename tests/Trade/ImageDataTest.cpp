@@ -4,14 +4,11 @@
 
 #include "QuillmarshEngine/Debug.h"
 #include "QuillmarshEngine/Trade/ImageData.h"
+#include "../OutputCapture.h"
 
 namespace QuillmarshEngine { namespace Trade { namespace {
 
-template<class T> std::string print(const T& value) {
-    std::ostringstream out;
-    Debug{&out} << value;
-    return out.str();
-}
+using Testing::print;
 
 /* The values are stored in records: they are the math library's numbers, pinned here one by one
    at the ends of each family */

@@ -4,14 +4,11 @@
 #include <sstream>
 
 #include "QuillmarshEngine/Trade/MeshData.h"
+#include "../OutputCapture.h"
 
 namespace QuillmarshEngine { namespace Trade { namespace {
 
-template<class T> std::string print(const T& value) {
-    std::ostringstream out;
-    Debug{&out} << value;
-    return out.str();
-}
+using Testing::print;
 
 TEST(MeshDataTest, vertexFormatValuesAndQueries) {
     /* Values are stored in files */
